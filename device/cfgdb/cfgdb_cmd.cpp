@@ -1,0 +1,175 @@
+// cfgdb_cmd: the settings store on the command line, for scripts and for people.
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "backend.h"
+
+namespace {
+
+constexpr char usage[] =
+    "usage: cfgdb_cmd [--backend FILE] COMMAND\n"
+    "  set MODULE KEY VALUE   stores a setting\n"
+    "  get MODULE KEY         prints a setting's value; fails when it has none\n"
+    "  list [MODULE]          prints \"MODULE KEY VALUE\" lines of all settings or of one "
+    "module's\n"
+    "  import                 stores such lines from standard input\n"
+    "In listed values a line end stands as \\n and a backslash as \\\\.\n";
+
+int fail(const std::string &message) {
+    std::fprintf(stderr, "cfgdb_cmd: %s\n", message.c_str());
+    return 1;
+}
+
+qstr_t counted(const std::string &text) {
+    return {static_cast<unsigned int>(text.size()),
+            reinterpret_cast<unsigned char *>(const_cast<char *>(text.c_str()))};
+}
+
+int set(const std::string &backend, const std::string &module, const std::string &key,
+        const std::string &value) {
+    cfgdb_handle_t *handle = cfgdb_open_backend(backend.c_str(), module.c_str());
+    if (handle == nullptr) {
+        return fail("cannot open module '" + module + "' in " + backend);
+    }
+    const qstr_t name = counted(key);
+    const qstr_t text = counted(value);
+    const int set_result = cfgdb_set(handle, &name, &text);
+    const int close_result = cfgdb_close(handle);
+    return set_result == 0 && close_result == 0
+               ? 0
+               : fail("cannot store '" + key + "' of module '" + module + "' in " + backend);
+}
+
+int get(const std::string &backend, const std::string &module, const std::string &key) {
+    if (access(backend.c_str(), R_OK) != 0) {
+        return fail("cannot read " + backend);
+    }
+    cfgdb_handle_t *handle = cfgdb_open_backend(backend.c_str(), module.c_str());
+    if (handle == nullptr) {
+        return fail("cannot open module '" + module + "' in " + backend);
+    }
+    const qstr_t name = counted(key);
+    char *value = cfgdb_get(handle, &name);
+    cfgdb_close(handle);
+    if (value == nullptr) {
+        return fail("module '" + module + "' has no setting '" + key + "'");
+    }
+    std::puts(value);
+    std::free(value);
+    return 0;
+}
+
+void print_setting(const char *module, const char *key, const char *value) {
+    std::printf("%s %s ", module, key);
+    for (; *value != '\0'; ++value) {
+        if (*value == '\n') {
+            std::fputs("\\n", stdout);
+        } else if (*value == '\\') {
+            std::fputs("\\\\", stdout);
+        } else {
+            std::putchar(*value);
+        }
+    }
+    std::putchar('\n');
+}
+
+int list(const std::string &backend, const char *module) {
+    return cfgdb_visit(backend.c_str(), module, print_setting) == 0
+               ? 0
+               : fail("cannot read " + backend);
+}
+
+std::string unescaped(const std::string &text) {
+    std::string value;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\' && i + 1 < text.size()) {
+            ++i;
+            value += text[i] == 'n' ? '\n' : text[i];
+        } else {
+            value += text[i];
+        }
+    }
+    return value;
+}
+
+/// Stores "MODULE KEY VALUE" lines, those of one module that stand together in one go.
+class importer {
+public:
+    explicit importer(std::string backend) : backend_(std::move(backend)) {}
+    importer(const importer &) = delete;
+    importer &operator=(const importer &) = delete;
+    ~importer() { finish(); }
+
+    bool take(const std::string &line) {
+        const std::size_t key_at = line.find(' ') + 1;
+        const std::size_t value_at = key_at != 0 ? line.find(' ', key_at) + 1 : 0;
+        if (value_at == 0) {
+            return false;
+        }
+        const std::string module = line.substr(0, key_at - 1);
+        if (module != module_ && !finish()) {
+            return false;
+        }
+        if (handle_ == nullptr) {
+            module_ = module;
+            handle_ = cfgdb_open_backend(backend_.c_str(), module.c_str());
+        }
+        const std::string key_text = line.substr(key_at, value_at - 1 - key_at);
+        const std::string value_text = unescaped(line.substr(value_at));
+        const qstr_t key = counted(key_text);
+        const qstr_t value = counted(value_text);
+        return handle_ != nullptr && cfgdb_set(handle_, &key, &value) == 0;
+    }
+    bool finish() {
+        cfgdb_handle_t *handle = std::exchange(handle_, nullptr);
+        return handle == nullptr || cfgdb_close(handle) == 0;
+    }
+
+private:
+    std::string backend_;
+    std::string module_;
+    cfgdb_handle_t *handle_ = nullptr;
+};
+
+int import(const std::string &backend) {
+    importer lines(backend);
+    for (std::string line; std::getline(std::cin, line);) {
+        if (!lines.take(line)) {
+            return fail("cannot store the line: " + line);
+        }
+    }
+    return lines.finish() ? 0 : fail("cannot store the last module in " + backend);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    std::vector<std::string> words(argv + 1, argv + argc);
+    std::string backend = cfgdb_default_backend;
+    if (words.size() >= 2 && words[0] == "--backend") {
+        backend = words[1];
+        words.erase(words.begin(), words.begin() + 2);
+    }
+    const std::string command = words.empty() ? "" : words[0];
+    if (command == "set" && words.size() == 4) {
+        return set(backend, words[1], words[2], words[3]);
+    }
+    if (command == "get" && words.size() == 3) {
+        return get(backend, words[1], words[2]);
+    }
+    if (command == "list" && words.size() <= 2) {
+        return list(backend, words.size() == 2 ? words[1].c_str() : nullptr);
+    }
+    if (command == "import" && words.size() == 1) {
+        return import(backend);
+    }
+    const bool is_help = command == "--help" && words.size() == 1;
+    std::fputs(usage, is_help ? stdout : stderr);
+    return is_help ? 0 : 2;
+}

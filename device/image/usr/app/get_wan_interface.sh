@@ -1,0 +1,10 @@
+#!/bin/sh
+# Leaves the name of the interface that carries the WAN connection in /tmp/wan_ifc.
+. /sim/record
+case $(cfgdb_cmd get wan proto 2> /dev/null | tr A-Z a-z) in
+    disabled) rm -f /tmp/wan_ifc ;;
+    cellular) echo ccinet0 > /tmp/wan_ifc ;;
+    usbmodem) echo umodem0 > /tmp/wan_ifc ;;
+    wifi) echo wlan0 > /tmp/wan_ifc ;;
+    *) echo eth0 > /tmp/wan_ifc ;;
+esac

@@ -1,0 +1,157 @@
+#include "request.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "cfgdb.h"
+
+namespace host {
+namespace {
+
+qstr_t counted(const std::string &text) {
+    return {static_cast<unsigned int>(text.size()),
+            reinterpret_cast<unsigned char *>(const_cast<char *>(text.c_str()))};
+}
+
+std::optional<std::string> load_value(const std::string &module, const std::string &path) {
+    cfgdb_handle_t *handle = cfgdb_open(module.c_str());
+    if (handle == nullptr) {
+        return std::nullopt;
+    }
+    const qstr_t key = counted(path);
+    const std::unique_ptr<char, decltype(&std::free)> value(cfgdb_get(handle, &key), &std::free);
+    cfgdb_close(handle);
+    return value ? std::optional<std::string>(value.get()) : std::nullopt;
+}
+
+/// The first direct child element, or the next element after one.
+mxml_node_t *first_element(mxml_node_t *parent) {
+    return mxmlFindElement(parent, parent, nullptr, nullptr, nullptr, MXML_DESCEND_FIRST);
+}
+mxml_node_t *next_element(mxml_node_t *element) {
+    return mxmlFindElement(element, mxmlGetParent(element), nullptr, nullptr, nullptr,
+                           MXML_NO_DESCEND);
+}
+
+using visitor = std::function<void(const std::string &path, element_kind kind, mxml_node_t *)>;
+
+/// Visits the lists and the elements without child elements below an element.
+void visit(const page &module_page, mxml_node_t *parent, const std::string &prefix,
+           const visitor &use) {
+    for (mxml_node_t *element = first_element(parent); element != nullptr;
+         element = next_element(element)) {
+        const std::string path = prefix + mxmlGetElement(element);
+        const element_kind kind = module_page.kind(path);
+        if (kind == element_kind::list || first_element(element) == nullptr) {
+            use(path, kind, element);
+        } else {
+            visit(module_page, element, path + ".", use);
+        }
+    }
+}
+
+/// The table of a list-valued setting, with the module's delimiters.
+class list_table {
+public:
+    list_table(const library &lib, const std::string &module, const std::string &fields)
+        : lib_(lib), table_(new dlist_node_t) {
+        lib_.get_delimiters(module.c_str(), &field_, &record_);
+        lib_.dlist_init(table_.get());
+        lib_.get_meta_fields(fields.c_str(), table_.get(), '#');
+        field_count_ = lib_.count_meta_fields(fields.c_str(), '#');
+    }
+    list_table(const list_table &) = delete;
+    list_table &operator=(const list_table &) = delete;
+    ~list_table() { lib_.free_dlist(table_.get()); }
+
+    dlist_node_t *get() { return table_.get(); }
+    void parse(const std::string &value) {
+        lib_.variable_to_dlist(value.c_str(), table_.get(), field_count_, field_, record_);
+    }
+    [[nodiscard]] std::string text() const {
+        char *value = nullptr;
+        lib_.dlist_to_variable(&value, table_.get(), field_, record_);
+        const std::unique_ptr<char, decltype(&std::free)> owned(value, &std::free);
+        return value != nullptr ? value : "";
+    }
+
+private:
+    const library &lib_;
+    std::unique_ptr<dlist_node_t> table_;
+    char field_ = 0;
+    char record_ = 0;
+    int field_count_ = 0;
+};
+
+/// The posted text of an element.
+std::string posted_text(mxml_node_t *element) {
+    mxml_node_t *child = mxmlGetFirstChild(element);
+    const char *text = child != nullptr ? mxmlGetOpaque(child) : nullptr;
+    return text != nullptr ? text : "";
+}
+
+} // namespace
+
+void get(const library &lib, const page &module_page, const std::string &module,
+         mxml_node_t *request) {
+    visit(module_page, request, "",
+          [&](const std::string &path, element_kind kind, mxml_node_t *element) {
+              if (kind == element_kind::setting && mxmlGetFirstChild(element) == nullptr) {
+                  if (const auto value = load_value(module, path)) {
+                      mxmlNewOpaque(element, value->c_str());
+                  }
+              }
+          });
+    dc_args_t args = {TARROW_CB_ARGS_XML, {.dc_subnode = request}, nullptr};
+    lib.pre_get(module.c_str(), TARROW_ACTION_GET, &args);
+    visit(module_page, request, "",
+          [&](const std::string &path, element_kind kind, mxml_node_t *element) {
+              if (kind != element_kind::list) {
+                  return;
+              }
+              list_table table(lib, module, module_page.fields(path));
+              table.parse(load_value(module, path).value_or(""));
+              dc_args_t list_args = {TARROW_CB_ARGS_DLIST, {.dc_dlist = table.get()}, nullptr};
+              lib.post_get(module.c_str(), TARROW_ACTION_GETLIST, &list_args);
+              lib.dlist_to_xmllist(table.get(), element);
+          });
+    lib.post_get(module.c_str(), TARROW_ACTION_GET, &args);
+}
+
+bool set(const library &lib, const page &module_page, const std::string &module,
+         mxml_node_t *request, std::string &reason) {
+    dc_args_t args = {TARROW_CB_ARGS_XML, {.dc_subnode = request}, nullptr};
+    if (lib.pre_set(module.c_str(), TARROW_ACTION_SET, &args) != 0) {
+        reason = "the request's temporary file could not be created";
+        return false;
+    }
+    cfgdb_handle_t *store = cfgdb_open(module.c_str());
+    bool is_stored = store != nullptr;
+    visit(module_page, request, "",
+          [&](const std::string &path, element_kind kind, mxml_node_t *element) {
+              if (kind == element_kind::live || store == nullptr) {
+                  return;
+              }
+              std::string text = posted_text(element);
+              if (kind == element_kind::list) {
+                  list_table table(lib, module, module_page.fields(path));
+                  table.parse(load_value(module, path).value_or(""));
+                  lib.xmllist_to_dlist(element, table.get());
+                  text = table.text();
+              }
+              const qstr_t key = counted(path);
+              const qstr_t value = counted(text);
+              is_stored = cfgdb_set(store, &key, &value) == 0 && is_stored;
+          });
+    if (store != nullptr) {
+        is_stored = cfgdb_close(store) == 0 && is_stored;
+    }
+    lib.post_set(module.c_str(), TARROW_ACTION_SET, &args);
+    if (!is_stored) {
+        reason = "the settings store did not take the values";
+    }
+    return is_stored;
+}
+
+} // namespace host

@@ -1,0 +1,22 @@
+// Page requests, answered as the daemon answers them.
+#pragma once
+
+#include <mxml.h>
+#include <string>
+
+#include "library.h"
+#include "page.h"
+
+namespace host {
+
+/// Reads a module: fills the stored values, pre-get, each asked-for list through its table,
+/// post-get.
+void get(const library &lib, const page &module_page, const std::string &module,
+         mxml_node_t *request);
+
+/// Writes a module: pre-set, stores the posted values and lists, post-set with the same record.
+/// Gives false and the reason when the request had to be given up.
+bool set(const library &lib, const page &module_page, const std::string &module,
+         mxml_node_t *request, std::string &reason);
+
+} // namespace host

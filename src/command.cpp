@@ -1,0 +1,81 @@
+#include "command.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace tarrow {
+namespace {
+
+constexpr char plain_characters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+                                    "_.,:/+@%=-";
+
+} // namespace
+
+// Appends as much of the text as leaves room for reserve more characters.
+bool command_builder::append(const char *text, std::size_t length, std::size_t reserve) {
+    const std::size_t used = length_ + reserve + 1;
+    const std::size_t room = used < size_ ? size_ - used : 0;
+    const std::size_t fitting = length < room ? length : room;
+    std::memcpy(buffer_ + length_, text, fitting);
+    length_ += fitting;
+    buffer_[length_] = '\0';
+    complete_ = complete_ && fitting == length;
+    return fitting == length;
+}
+
+command_builder &command_builder::text(const char *text) {
+    append(text, std::strlen(text), 0);
+    return *this;
+}
+
+command_builder &command_builder::word(const char *text) {
+    if (*text != '\0' && text[std::strspn(text, plain_characters)] == '\0') {
+        return this->text(text);
+    }
+    if (length_ + 3 > size_) {
+        complete_ = false; // no room for a pair of quotes
+        return *this;
+    }
+    quoted(text);
+    return *this;
+}
+
+void command_builder::quoted(const char *text) {
+    append("'", 1, 1);
+    while (*text != '\0') {
+        const std::size_t run = std::strcspn(text, "'");
+        if (!append(text, run, 1)) {
+            break;
+        }
+        text += run;
+        if (*text == '\'') {
+            if (length_ + 6 > size_) { // an escaped quote fits whole or not at all
+                complete_ = false;
+                break;
+            }
+            append("'\\''", 4, 1);
+            ++text;
+        }
+    }
+    append("'", 1, 0);
+}
+
+command_builder &command_builder::number(int value) {
+    std::array<char, 12> digits; // "-2147483648"
+    std::snprintf(digits.data(), digits.size(), "%d", value);
+    return text(digits.data());
+}
+
+int run(const char *line) {
+    return std::system(line);
+}
+
+pipe_stream open_command(const char *line) {
+    pipe_stream stream(popen(line, "r"));
+    if (stream) {
+        fcntl(fileno(stream.get()), F_SETFD, FD_CLOEXEC);
+    }
+    return stream;
+}
+
+} // namespace tarrow

@@ -1,0 +1,19 @@
+// Reading single settings from the store.
+#pragma once
+
+#include "owned.h"
+
+namespace tarrow {
+
+/// A C text as the store's counted string; it points into the text, which the store does not
+/// change.
+qstr_t counted(const char *text);
+
+/// The value of a setting, or null when it is absent or its module cannot be opened.
+heap_string read_setting(const char *module, const char *key);
+
+/// The number that a setting's value begins with, 0 for a value that begins with none; the fallback
+/// when the setting is absent or its module cannot be opened.
+int read_setting_number(const char *module, const char *key, int fallback);
+
+} // namespace tarrow

@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# The simulated device seen from this machine: what it answers, what it cannot touch, what it leaves.
+set -u
+cd "$(dirname "$0")/.."
+failed=0
+expect() { # expect NAME WANTED GOT
+    [ "$2" = "$3" ] || { echo "$1: wanted '$2', got '$3'"; failed=1; }
+}
+boot() { device/boot "$@" 2>&1; }
+machine() { ip -br link; ls -a / /tmp /run /mnt /etc; cat /proc/mounts; hostname; }
+
+before=$(machine)
+expect "exit status" 7 "$(boot sh -c 'exit 7'; echo $?)"
+expect "arguments" "a b|*" "$(boot sh -c 'echo "$1|$2"' - 'a b' '*')"
+expect "standard input" hello "$(echo hello | boot cat)"
+expect "a missing command" 127 "$(boot /no/such > /dev/null; echo $?)"
+expect "usage" "boot: usage: device/boot [--build DIR] COMMAND [ARG...] 125" "$(echo $(boot; echo $?))"
+expect "first process is the device's" 1 "$(boot sh -c 'echo $PPID')"
+expect "no write to the project, the programs or the kernel" "" \
+    "$(boot sh -c 'for f in '"$PWD"'/x '"$PWD"'/build/x /usr/x /proc/sys/kernel/x /sys/x; do
+        (: > $f) 2> /dev/null && echo $f; done; echo y 2> /dev/null > /proc/sys/kernel/hostname && echo sysctl')"
+expect "no path of this machine" "" "$(boot sh -c 'ls -d /home /opt /srv /boot /media 2> /dev/null')"
+expect "a fresh device each time" "" "$(boot sh -c ': > /tmp/left'; boot ls /tmp/left 2> /dev/null | grep -v cannot)"
+boot sh -c 'ip link del br0; hostname other; rm -rf /tmp /etc /data; mkdir /etc; kill -9 -1' > /dev/null
+expect "this machine is as it was" "$before" "$(machine)"
+boot sh -c 'sleep 4711 & disown 2> /dev/null; exit 0' > /dev/null
+expect "no process is left" "" "$(pgrep -f 'sleep 4711')"
+expect "the wan page of a fresh device" 10.64.1.2 "$(boot tarrow_host get wan | sed -n 's/.*<ip4>\(.*\)<.*/\1/p')"
+if [ "$(id -u)" = 0 ] && command -v setpriv > /dev/null; then
+    copy=$(mktemp -d)
+    cp -r device "$copy" && mkdir -p "$copy/build/release" && cp build/release/{cfgdb_cmd,tarrow_host,*.so} "$copy/build/release"
+    chmod -R a+rX "$copy"
+    expect "an ordinary user's device" "<lan /> 0" \
+        "$(cd "$copy" && echo '<lan/>' | setpriv --reuid 1234 --regid 1234 --clear-groups \
+            device/boot tarrow_host get lan - 2>&1 | tr '\n' ' '; echo "${PIPESTATUS[1]}")"
+    rm -rf "$copy"
+fi
+start=$(date +%s%N)
+boot true
+expect "boots in less than half a second" yes "$([ $((($(date +%s%N) - start) / 1000000)) -lt 500 ] && echo yes)"
+exit $failed

@@ -1,0 +1,261 @@
+#include "device.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "../../src/settings.h"
+#include "../../src/xml.h"
+
+namespace fs = std::filesystem;
+
+namespace testing_device {
+namespace {
+
+constexpr char log_path[] = "/dev/log";
+constexpr char console_path[] = "/dev/ttyS0";
+constexpr char calls_path[] = "/var/log/calls";
+
+std::size_t open_descriptors() {
+    std::size_t count = 0;
+    for ([[maybe_unused]] const auto &entry : fs::directory_iterator("/proc/self/fd")) {
+        ++count;
+    }
+    return count;
+}
+
+void clear_state() {
+    for (const auto &entry : fs::directory_iterator("/tmp")) {
+        if (!entry.is_directory()) {
+            fs::remove(entry.path());
+        }
+    }
+    for (const char *folder : {"/tmp/local", "/tmp/telephony", "/userfs/cfgdb", "/sim/fail"}) {
+        fs::remove_all(folder);
+        fs::create_directories(folder);
+    }
+    write_file(calls_path, "");
+}
+
+} // namespace
+
+tree parse(const std::string &xml) {
+    return tree(mxmlLoadString(nullptr, xml.c_str(), MXML_OPAQUE_CALLBACK));
+}
+
+std::string serialise(mxml_node_t *node) {
+    mxmlSetWrapMargin(0);
+    const std::unique_ptr<char, decltype(&std::free)> text(
+        mxmlSaveAllocString(node, MXML_NO_CALLBACK), &std::free);
+    std::string result = text ? text.get() : "";
+    result.erase(result.find_last_not_of('\n') + 1);
+    return result;
+}
+
+std::string text_of(const std::string &xml, const char *element) {
+    const tree root = parse(xml);
+    const char *text = tarrow::element_text(tarrow::find_below(root.get(), element));
+    return text != nullptr ? text : "";
+}
+
+void write_file(const std::string &path, const std::string &content) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+}
+
+std::string read_file(const std::string &path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+bool exists(const std::string &path) {
+    return fs::exists(path);
+}
+
+void set_setting(const char *module, const char *key, const std::string &value) {
+    const tarrow::store handle(cfgdb_open(module));
+    ASSERT_TRUE(handle);
+    const qstr_t name = tarrow::counted(key);
+    const qstr_t text = tarrow::counted(value.c_str());
+    ASSERT_EQ(cfgdb_set(handle.get(), &name, &text), 0);
+}
+
+std::string setting(const char *module, const char *key) {
+    const tarrow::heap_string value = tarrow::read_setting(module, key);
+    return value ? value.get() : "(absent)";
+}
+
+std::string output_of(const std::string &command) {
+    FILE *stream = popen(command.c_str(), "r");
+    std::string output;
+    for (int c = 0; (c = std::getc(stream)) != EOF;) {
+        output += static_cast<char>(c);
+    }
+    const int status = pclose(stream);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0
+               ? output
+               : output + "exit " + std::to_string(WEXITSTATUS(status));
+}
+
+void log_collector::open(const char *path) {
+    socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sender_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {AF_UNIX, {}};
+    std::strcpy(address.sun_path, path);
+    const auto *name = reinterpret_cast<const sockaddr *>(&address);
+    ASSERT_EQ(bind(socket_, name, sizeof(address)), 0);
+    ASSERT_EQ(connect(sender_, name, sizeof(address)), 0);
+    reader_ = std::thread([this] {
+        std::string record(65536, '\0');
+        for (;;) {
+            const ssize_t length = recv(socket_, record.data(), record.size(), 0);
+            const std::lock_guard lock(mutex_);
+            if (length > 0) {
+                messages_.push_back(record.substr(0, static_cast<std::size_t>(length)));
+                continue;
+            }
+            ++marks_;
+            marked_.notify_one();
+            if (is_closing_) {
+                return;
+            }
+        }
+    });
+}
+
+strings log_collector::take() {
+    std::unique_lock lock(mutex_);
+    const int next = marks_ + 1;
+    lock.unlock();
+    send(sender_, "", 0, 0);
+    lock.lock();
+    marked_.wait(lock, [&] { return marks_ >= next; });
+    return std::exchange(messages_, {});
+}
+
+void log_collector::close() {
+    is_closing_ = true;
+    take();
+    reader_.join();
+    ::close(socket_);
+    ::close(sender_);
+}
+
+no_descriptors::no_descriptors() {
+    getrlimit(RLIMIT_NOFILE, &saved_);
+    rlimit none = saved_;
+    none.rlim_cur = 0;
+    setrlimit(RLIMIT_NOFILE, &none);
+}
+no_descriptors::~no_descriptors() {
+    setrlimit(RLIMIT_NOFILE, &saved_);
+}
+
+void device_test::SetUp() {
+    alarm(60); // a test that hangs ends the program
+    clear_state();
+    closelog();
+    unlink(log_path);
+    log_.open(log_path);
+    unlink(console_path);
+    ASSERT_EQ(mkfifo(console_path, 0666), 0);
+    console_ = open(console_path, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    openlog("test", LOG_NDELAY, LOG_USER); // so that no test opens the log's descriptor first
+    descriptors_ = open_descriptors();
+}
+
+void device_test::TearDown() {
+    EXPECT_EQ(open_descriptors(), descriptors_) << "descriptors were left open or closed";
+    EXPECT_TRUE(waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child is left";
+    for (const std::string &path : mounts_) {
+        umount2(path.c_str(), MNT_DETACH);
+    }
+    fs::remove_all("/tmp/substitute");
+    for (const auto &[path, target] : links_) {
+        fs::remove(path);
+        fs::create_symlink(target, path);
+    }
+    closelog();
+    log_.close();
+    close(console_);
+}
+
+strings device_test::calls() {
+    std::istringstream records(read_file(calls_path));
+    write_file(calls_path, "");
+    strings result;
+    for (std::string count, call, word; std::getline(records, count, '\0');) {
+        std::getline(records, call, '\0');
+        for (int left = std::stoi(count); left > 0; --left) {
+            std::getline(records, word, '\0');
+            call += ' ' + word;
+        }
+        result.push_back(call);
+    }
+    return result;
+}
+
+strings device_test::log() {
+    strings messages;
+    for (const std::string &text : log_.take()) {
+        // "<43>Jan  1 00:00:00 identity: text"
+        const std::size_t identity = text.find('>') + 1 + sizeof("Jan  1 00:00:00");
+        const std::size_t end = text.find(": ", identity);
+        identity_ = text.substr(identity, end - identity);
+        messages.push_back(text.substr(0, text.find('>') + 1) + text.substr(end + 2));
+    }
+    return messages;
+}
+
+std::string device_test::console() {
+    std::string text(4096, '\0');
+    const ssize_t n = read(console_, text.data(), text.size());
+    text.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
+    return text;
+}
+
+void device_test::substitute(const std::string &path, const std::string &content) {
+    if (fs::is_symlink(path)) { // a mount would go to what it points at
+        links_.emplace_back(path, fs::read_symlink(path));
+        fs::remove(path);
+        write_file(path, content);
+        ASSERT_EQ(chmod(path.c_str(), 0755), 0);
+        return;
+    }
+    // The kernel keeps no mount on a file below /proc/net, but one on the folder of a process.
+    const bool is_net = path.compare(0, 10, "/proc/net/") == 0;
+    const std::string source = "/tmp/substitute";
+    const std::string target = is_net ? "/proc/self/net" : path;
+    const std::string file = is_net ? source + path.substr(9) : source;
+    if (is_net) {
+        fs::create_directory(source);
+    }
+    write_file(file, content);
+    ASSERT_EQ(chmod(file.c_str(), 0755), 0);
+    ASSERT_EQ(mount(source.c_str(), target.c_str(), nullptr, MS_BIND, nullptr), 0)
+        << path << ": " << std::strerror(errno);
+    mounts_.push_back(target);
+    if (!is_net) {
+        fs::remove(source); // the mount keeps it
+    }
+}
+
+std::string device_test::get(const char *module, const std::string &request) {
+    const tree page = parse(request);
+    dc_args_t args = {TARROW_CB_ARGS_XML, {.dc_subnode = page.get()}, nullptr};
+    EXPECT_EQ(tarrow_call_module_pre_get_handler(module, TARROW_ACTION_GET, &args), 0);
+    EXPECT_EQ(tarrow_call_module_post_get_handler(module, TARROW_ACTION_GET, &args), 0);
+    return serialise(page.get());
+}
+
+} // namespace testing_device

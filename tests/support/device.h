@@ -1,0 +1,104 @@
+// The simulated device as the tests see it. Each test begins with no state files, no settings and
+// empty logs, and must leave no descriptor, process or mount behind.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <sys/resource.h>
+#include <thread>
+#include <vector>
+
+#include "../../src/tarrow_applets.h"
+
+namespace testing_device {
+
+using strings = std::vector<std::string>;
+
+struct delete_tree {
+    void operator()(mxml_node_t *node) const { mxmlDelete(node); }
+};
+using tree = std::unique_ptr<mxml_node_t, delete_tree>;
+
+tree parse(const std::string &xml);
+/// The text of a tree, without white space between elements.
+std::string serialise(mxml_node_t *node);
+/// The text of the first element of that name, "" when it is empty or not there.
+std::string text_of(const std::string &xml, const char *element);
+
+void write_file(const std::string &path, const std::string &content);
+std::string read_file(const std::string &path);
+bool exists(const std::string &path);
+
+void set_setting(const char *module, const char *key, const std::string &value);
+/// The value, or "(absent)".
+std::string setting(const char *module, const char *key);
+
+/// What a command prints, and "exit N" after it when it fails.
+std::string output_of(const std::string &command);
+
+/// No file can be opened while one of these lives.
+class no_descriptors {
+public:
+    no_descriptors();
+    ~no_descriptors();
+    no_descriptors(const no_descriptors &) = delete;
+    no_descriptors &operator=(const no_descriptors &) = delete;
+
+private:
+    rlimit saved_{};
+};
+
+/// Receives what is sent to the system log, however much: a full socket would hold its senders up.
+class log_collector {
+public:
+    void open(const char *path);
+    /// The messages that were sent since the last look.
+    strings take();
+    void close();
+
+private:
+    int socket_ = -1;
+    int sender_ = -1;
+    std::thread reader_;
+    std::mutex mutex_;
+    std::condition_variable marked_;
+    strings messages_;
+    int marks_ = 0; // empty datagrams received
+    std::atomic<bool> is_closing_ = false;
+};
+
+class device_test : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /// The calls that the device's stand-ins got since the last look, as "program argument...".
+    strings calls();
+    /// The messages in the system log since the last look, as "<priority>text".
+    strings log();
+    /// The identity that the last message looked at was logged under.
+    [[nodiscard]] const std::string &log_identity() const { return identity_; }
+    /// What the serial console has received since the last look.
+    std::string console();
+    /// Lets a file have other content, and be executable, until the test ends. Below /proc/net it
+    /// is the only file then, and for this process alone.
+    void substitute(const std::string &path, const std::string &content);
+
+    /// Asks a module through the dispatch, as the daemon does: pre-get, post-get. Gives the filled
+    /// tree.
+    static std::string get(const char *module, const std::string &request);
+
+private:
+    log_collector log_;
+    int console_ = -1;
+    std::size_t descriptors_ = 0;
+    std::string identity_;
+    strings mounts_;
+    std::vector<std::pair<std::string, std::string>> links_;
+};
+
+} // namespace testing_device
