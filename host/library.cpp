@@ -72,7 +72,9 @@ void print_table(const library &lib) {
         std::printf("%2d %s  (fields '%c', records '%c')\n", i, row.di_modname, field, record);
         for (const phase &p : phases) {
             if (p.handler != nullptr) {
-                std::printf("     %-9s %s()\n", p.name, name_of(p.handler));
+                std::printf("     %-9s %s()%s%s\n", p.name, name_of(p.handler),
+                            p.script != nullptr ? ", not " : "",
+                            p.script != nullptr ? p.script : "");
             } else if (p.script != nullptr) {
                 std::printf("     %-9s %s\n", p.name, p.script);
             }

@@ -29,6 +29,12 @@ int fail(const std::string &message) {
     return 1;
 }
 
+/// The exit status once all has been written.
+int flush_output() {
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? 0
+                                                                : fail("cannot write the answer");
+}
+
 bool is_module(const host::library &lib, const std::string &name) {
     int count = 0;
     const std::unique_ptr<applet_info, decltype(&std::free)> table(lib.get_module_applets(&count),
@@ -48,8 +54,8 @@ host::tree make_request(const std::string &command, const host::page &page,
         return page.full_request();
     }
     const std::string first = words[0];
-    const bool is_file = count == 1 && (first == "-" || access(words[0], F_OK) == 0);
-    if (command == "set" && !is_file) {
+    const bool is_value = count > 1 || first.find('=') != std::string::npos;
+    if (command == "set" && is_value) {
         return host::from_words(module, words, count, reason);
     }
     std::string text;
@@ -86,7 +92,7 @@ int main(int argc, char **argv) {
     }
     if (is_list) {
         host::print_table(lib);
-        return 0;
+        return flush_output();
     }
     const std::string module = argv[2];
     if (!is_module(lib, module)) {
@@ -97,11 +103,16 @@ int main(int argc, char **argv) {
     if (!request) {
         return fail(reason);
     }
-    if (is_get) {
-        host::get(lib, page, module, request.get());
-    } else if (!host::set(lib, page, module, request.get(), reason)) {
+    // What the device's scripts print is no part of the answer.
+    const int answer = dup(STDOUT_FILENO);
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    const bool is_answered = is_get ? host::get(lib, page, module, request.get(), reason)
+                                    : host::set(lib, page, module, request.get(), reason);
+    if (!is_answered) {
         return fail(reason);
     }
+    dup2(answer, STDOUT_FILENO);
+    close(answer);
     std::fputs(host::serialise(request.get()).c_str(), stdout);
-    return 0;
+    return flush_output();
 }

@@ -1,13 +1,18 @@
 #include "page.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "../device/cfgdb/backend.h"
+
 namespace host {
 namespace {
+
+constexpr int deepest = 100; // levels of elements in a request
 
 std::string parse_error;
 
@@ -33,16 +38,66 @@ bool has_element(mxml_node_t *parent) {
     return false;
 }
 
-/// Drops the white space that stands beside elements.
-void drop_blanks(mxml_node_t *root) {
+bool is_markup(mxml_node_t *node) {
+    return is_element(node) && std::strchr("?!", *mxmlGetElement(node)) != nullptr;
+}
+
+int depth_of(mxml_node_t *node) {
+    int depth = 0;
+    while ((node = mxmlGetParent(node)) != nullptr && depth <= deepest) {
+        ++depth;
+    }
+    return depth;
+}
+
+/// Brings a parsed tree into the daemon's form: texts are opaque nodes, and beside elements stands
+/// nothing. Gives false for a tree that is deeper than any page.
+bool normalise(mxml_node_t *root) {
     for (mxml_node_t *node = root; node != nullptr;) {
         mxml_node_t *next = mxmlWalkNext(node, root, MXML_DESCEND);
-        if (mxmlGetType(node) == MXML_OPAQUE && is_blank(mxmlGetOpaque(node)) &&
-            has_element(mxmlGetParent(node))) {
+        mxml_node_t *parent = mxmlGetParent(node);
+        if (const char *data = mxmlGetCDATA(node); data != nullptr) {
+            mxmlAdd(parent, MXML_ADD_BEFORE, node, mxmlNewOpaque(MXML_NO_PARENT, data));
+        }
+        const bool is_between_elements = mxmlGetType(node) == MXML_OPAQUE &&
+                                         is_blank(mxmlGetOpaque(node)) && has_element(parent);
+        if (depth_of(node) > deepest) {
+            return false;
+        }
+        if (is_markup(node) || is_between_elements) {
             mxmlDelete(node);
         }
         node = next;
     }
+    return true;
+}
+
+bool is_name(const std::string &text) {
+    return !text.empty() &&
+           (std::isalpha(static_cast<unsigned char>(text[0])) != 0 || text[0] == '_') &&
+           std::all_of(text.begin(), text.end(), [](unsigned char c) {
+               return std::isalnum(c) != 0 || c == '_' || c == '-';
+           });
+}
+
+/// Adds a text, or null for none, at a dotted path below an element. Gives false when a part of the
+/// path is no name or already has a text.
+bool add_at(mxml_node_t *element, const std::string &path, const char *text) {
+    for (std::size_t start = 0; start <= path.size();) {
+        const std::size_t stop = std::min(path.find('.', start), path.size());
+        const std::string name = path.substr(start, stop - start);
+        if (!is_name(name) || mxmlGetType(mxmlGetFirstChild(element)) == MXML_OPAQUE) {
+            return false;
+        }
+        mxml_node_t *child =
+            mxmlFindElement(element, element, name.c_str(), nullptr, nullptr, MXML_DESCEND_FIRST);
+        element = child != nullptr ? child : mxmlNewElement(element, name.c_str());
+        start = stop + 1;
+    }
+    if (mxmlGetFirstChild(element) != nullptr) {
+        return false;
+    }
+    return text == nullptr || mxmlNewOpaque(element, text) != nullptr;
 }
 
 const char *indentation(mxml_node_t *node, int where) {
@@ -71,13 +126,11 @@ tree parse(const std::string &text, std::string &reason) {
     tree root;
     for (mxml_node_t *node = mxmlGetFirstChild(document.get()); node != nullptr;) {
         mxml_node_t *next = mxmlGetNextSibling(node);
-        const bool is_markup =
-            is_element(node) && std::strchr("?!", *mxmlGetElement(node)) != nullptr;
-        if (root && !is_markup && !is_blank(mxmlGetOpaque(node))) {
-            parse_error = "there is something after its element";
-        } else if (is_element(node) && !is_markup) {
+        if (is_element(node) && !is_markup(node) && !root) {
             mxmlRemove(node);
             root.reset(node);
+        } else if (!is_markup(node) && !is_blank(mxmlGetOpaque(node))) {
+            parse_error = "there is something beside its element";
         }
         node = next;
     }
@@ -85,7 +138,10 @@ tree parse(const std::string &text, std::string &reason) {
         reason = parse_error.empty() ? "it holds no element" : parse_error;
         return nullptr;
     }
-    drop_blanks(root.get());
+    if (!normalise(root.get())) {
+        reason = "its elements are nested too deeply";
+        return nullptr;
+    }
     return root;
 }
 
@@ -105,16 +161,10 @@ tree from_words(const std::string &module, char *const *words, int count, std::s
             reason = "'" + word + "' is no key=value, nor a file";
             return nullptr;
         }
-        mxml_node_t *element = root.get();
-        for (std::size_t start = 0; start < end;) {
-            const std::size_t stop = std::min(word.find('.', start), end);
-            const std::string name = word.substr(start, stop - start);
-            mxml_node_t *child = mxmlFindElement(element, element, name.c_str(), nullptr, nullptr,
-                                                 MXML_DESCEND_FIRST);
-            element = child != nullptr ? child : mxmlNewElement(element, name.c_str());
-            start = stop + 1;
+        if (!add_at(root.get(), word.substr(0, end), word.c_str() + end + 1)) {
+            reason = "'" + word.substr(0, end) + "' is no name of an element, or stands twice";
+            return nullptr;
         }
-        mxmlNewOpaque(element, word.c_str() + end + 1);
     }
     return root;
 }
@@ -147,7 +197,17 @@ page::page(const std::string &module) : module_(module) {
 
 tree page::full_request() const {
     std::string reason;
-    tree request(elements_ ? parse(text_, reason) : tree(mxmlNewElement(nullptr, module_.c_str())));
+    if (!elements_) { // all that the store has
+        tree request(mxmlNewElement(nullptr, module_.c_str()));
+        cfgdb_visit(
+            cfgdb_default_backend, module_.c_str(),
+            [](const char *, const char *key, const char *, void *root) {
+                add_at(static_cast<mxml_node_t *>(root), key, nullptr);
+            },
+            request.get());
+        return request;
+    }
+    tree request = parse(text_, reason);
     for (mxml_node_t *node = request.get(); node != nullptr;
          node = mxmlWalkNext(node, request.get(), MXML_DESCEND)) {
         if (is_element(node)) {

@@ -12,7 +12,8 @@ struct delete_tree {
 };
 using tree = std::unique_ptr<mxml_node_t, delete_tree>;
 
-/// Parses a request and drops the white space between its elements. On failure gives null and the
+/// Parses a request into the form that the daemon gives its modules: comments and the white space
+/// between elements are left out, each text is one opaque node. On failure gives null and the
 /// reason.
 tree parse(const std::string &text, std::string &reason);
 
@@ -39,7 +40,7 @@ class page {
 public:
     explicit page(const std::string &module);
 
-    /// A request for all that the page has.
+    /// A request for all that the page has; for a module without a page, for all its settings.
     [[nodiscard]] tree full_request() const;
     /// What an element at a dotted path below the module's element is. What the page does not have
     /// is taken for a setting.

@@ -14,15 +14,18 @@ qstr_t counted(const std::string &text) {
             reinterpret_cast<unsigned char *>(const_cast<char *>(text.c_str()))};
 }
 
-std::optional<std::string> load_value(const std::string &module, const std::string &path) {
+/// Reads a setting; nothing when it is absent. Gives false when the store cannot be opened.
+bool load_value(const std::string &module, const std::string &path,
+                std::optional<std::string> &value) {
     cfgdb_handle_t *handle = cfgdb_open(module.c_str());
     if (handle == nullptr) {
-        return std::nullopt;
+        return false;
     }
     const qstr_t key = counted(path);
-    const std::unique_ptr<char, decltype(&std::free)> value(cfgdb_get(handle, &key), &std::free);
+    const std::unique_ptr<char, decltype(&std::free)> stored(cfgdb_get(handle, &key), &std::free);
     cfgdb_close(handle);
-    return value ? std::optional<std::string>(value.get()) : std::nullopt;
+    value = stored ? std::optional<std::string>(stored.get()) : std::nullopt;
+    return true;
 }
 
 /// The first direct child element, or the next element after one.
@@ -93,12 +96,15 @@ std::string posted_text(mxml_node_t *element) {
 
 } // namespace
 
-void get(const library &lib, const page &module_page, const std::string &module,
-         mxml_node_t *request) {
+bool get(const library &lib, const page &module_page, const std::string &module,
+         mxml_node_t *request, std::string &reason) {
+    bool is_open = true;
+    std::optional<std::string> value;
     visit(module_page, request, "",
           [&](const std::string &path, element_kind kind, mxml_node_t *element) {
               if (kind == element_kind::setting && mxmlGetFirstChild(element) == nullptr) {
-                  if (const auto value = load_value(module, path)) {
+                  is_open = load_value(module, path, value) && is_open;
+                  if (value) {
                       mxmlNewOpaque(element, value->c_str());
                   }
               }
@@ -111,12 +117,17 @@ void get(const library &lib, const page &module_page, const std::string &module,
                   return;
               }
               list_table table(lib, module, module_page.fields(path));
-              table.parse(load_value(module, path).value_or(""));
+              is_open = load_value(module, path, value) && is_open;
+              table.parse(value.value_or(""));
               dc_args_t list_args = {TARROW_CB_ARGS_DLIST, {.dc_dlist = table.get()}, nullptr};
               lib.post_get(module.c_str(), TARROW_ACTION_GETLIST, &list_args);
               lib.dlist_to_xmllist(table.get(), element);
           });
     lib.post_get(module.c_str(), TARROW_ACTION_GET, &args);
+    if (!is_open) {
+        reason = "the settings store cannot be opened";
+    }
+    return is_open;
 }
 
 bool set(const library &lib, const page &module_page, const std::string &module,
@@ -136,7 +147,9 @@ bool set(const library &lib, const page &module_page, const std::string &module,
               std::string text = posted_text(element);
               if (kind == element_kind::list) {
                   list_table table(lib, module, module_page.fields(path));
-                  table.parse(load_value(module, path).value_or(""));
+                  std::optional<std::string> stored;
+                  is_stored = load_value(module, path, stored) && is_stored;
+                  table.parse(stored.value_or(""));
                   lib.xmllist_to_dlist(element, table.get());
                   text = table.text();
               }

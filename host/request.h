@@ -11,8 +11,9 @@ namespace host {
 
 /// Reads a module: fills the stored values, pre-get, each asked-for list through its table,
 /// post-get.
-void get(const library &lib, const page &module_page, const std::string &module,
-         mxml_node_t *request);
+/// Gives false and the reason when settings were asked for that could not be read.
+bool get(const library &lib, const page &module_page, const std::string &module,
+         mxml_node_t *request, std::string &reason);
 
 /// Writes a module: pre-set, stores the posted values and lists, post-set with the same record.
 /// Gives false and the reason when the request had to be given up.

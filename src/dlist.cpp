@@ -28,6 +28,15 @@ int leading_entries(char *const *entries) {
     return count;
 }
 
+/// The slot after the last present record.
+int end_of_records(const dlist_node_t *dlist) {
+    int end = max_records;
+    while (end > 0 && !is_present(dlist->dn_dlist[end - 1])) {
+        --end;
+    }
+    return end;
+}
+
 void replace(char *&field, char *text) {
     if (field != nullptr) {
         std::free(field);
@@ -122,13 +131,10 @@ int dl_get_meta_fields(const char *metaval, dlist_node_t *dlist, char delim) {
     if (dlist == nullptr) {
         return 0;
     }
-    for (int f = 0; f < max_fields; ++f) {
-        replace(dlist->dn_meta[f], next_token(metaval, delim));
-        if (dlist->dn_meta[f] == nullptr) {
-            return f;
-        }
+    for (char *&name : dlist->dn_meta) { // after the last token the names are null
+        replace(name, next_token(metaval, delim));
     }
-    return max_fields;
+    return leading_entries(dlist->dn_meta);
 }
 
 void dl_variable_to_dlist_alloc(const char *value, dlist_node_t *dlist, int field_count,
@@ -138,6 +144,9 @@ void dl_variable_to_dlist_alloc(const char *value, dlist_node_t *dlist, int fiel
         return;
     }
     for (auto &record : dlist->dn_dlist) {
+        if (value == nullptr && !is_present(record)) {
+            return; // the end, and nothing of an earlier list to empty
+        }
         if (!parse_record(value, record, field_count, static_cast<char>(field_delim),
                           static_cast<char>(record_delim))) {
             return;
@@ -154,14 +163,10 @@ void dl_dlist_to_variable(char **value, const dlist_node_t *dlist, int field_del
     if (dlist == nullptr) {
         return;
     }
+    const int end = end_of_records(dlist);
     std::size_t size = 0;
-    int end = 0; // the slot after the last present record
-    for (int r = 0; r < max_records; ++r) {
+    for (int r = 0; r < end; ++r) {
         char *const *record = dlist->dn_dlist[r];
-        if (!is_present(record)) {
-            continue;
-        }
-        end = r + 1;
         for (int f = 0; f < max_fields && record[f] != nullptr; ++f) {
             size += std::strlen(record[f]) + 1;
         }
@@ -189,7 +194,7 @@ void dl_dlist_to_variable(char **value, const dlist_node_t *dlist, int field_del
 }
 
 mxml_node_t *dl_dlist_xml_additem(mxml_node_t *subnode, int index) {
-    mxml_node_t *item = subnode != nullptr ? mxmlNewElement(subnode, item_name) : nullptr;
+    mxml_node_t *item = subnode != nullptr ? tarrow::add_element(subnode, item_name) : nullptr;
     if (item != nullptr) {
         std::array<char, 12> position; // "-2147483647"
         std::snprintf(position.data(), position.size(), "%lld", index + 1LL);
@@ -204,9 +209,9 @@ void dl_dlist_get_xmllist_entry(const dlist_node_t *dlist, mxml_node_t *subnode,
         return;
     }
     char *const *fields = dlist->dn_dlist[record];
-    for (int f = 0; f < max_fields && fields[f] != nullptr; ++f) {
-        // A field without a name has no element; Mini-XML makes none of a null name.
-        tarrow::add_opaque(mxmlNewElement(subnode, dlist->dn_meta[f]), fields[f]);
+    const int names = leading_entries(dlist->dn_meta); // a field without a name has no element
+    for (int f = 0; f < names && fields[f] != nullptr; ++f) {
+        tarrow::add_opaque(tarrow::add_element(subnode, dlist->dn_meta[f]), fields[f]);
     }
 }
 
@@ -214,8 +219,9 @@ void dl_dlist_to_xmllist(const dlist_node_t *dlist, mxml_node_t *subnode) {
     if (dlist == nullptr || subnode == nullptr) {
         return;
     }
+    const int end = end_of_records(dlist);
     int count = 0;
-    for (int r = 0; r < max_records; ++r) {
+    for (int r = 0; r < end; ++r) {
         if (is_present(dlist->dn_dlist[r])) {
             dl_dlist_get_xmllist_entry(dlist, dl_dlist_xml_additem(subnode, count), r);
             ++count;

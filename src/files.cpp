@@ -8,8 +8,6 @@
 namespace tarrow {
 namespace {
 
-constexpr std::size_t longest_number = 256; // characters of a number's word that are looked at
-
 bool is_blank(int c) {
     return std::isspace(c) != 0;
 }
@@ -44,11 +42,32 @@ std::optional<int> parse_number(const char *text) {
 }
 
 std::optional<int> read_number(const char *path) {
-    std::array<char, longest_number> word;
-    if (!read_word(path, word.data(), word.size())) {
+    const file stream = open_for_reading(path);
+    if (!stream) {
         return std::nullopt;
     }
-    return parse_number(word.data());
+    const auto next = [&] { return std::getc(stream.get()); };
+    int c = next();
+    while (is_blank(c)) {
+        c = next();
+    }
+    std::array<char, 16> number; // a sign and 14 digits: more than any int has
+    std::size_t length = 0;
+    if (c == '-' || c == '+') {
+        number[length++] = static_cast<char>(c);
+        c = next();
+    }
+    const std::size_t first_digit = length;
+    for (; c >= '0' && c <= '9'; c = next()) {
+        if (length == first_digit + 1 && number[first_digit] == '0') {
+            --length; // a leading zero
+        }
+        if (length + 1 < number.size()) {
+            number[length++] = static_cast<char>(c);
+        }
+    }
+    number[length] = '\0';
+    return parse_number(number.data());
 }
 
 bool read_word(const char *path, char *buffer, std::size_t size) {
@@ -60,7 +79,7 @@ bool read_word(const char *path, char *buffer, std::size_t size) {
     while (is_blank(c)) {
         c = std::getc(stream.get());
     }
-    if (c == EOF) {
+    if (c == EOF || c == '\0') {
         return false;
     }
     std::size_t length = 0;

@@ -21,8 +21,9 @@ std::optional<int> parse_number(const char *text);
 /// The number that a file begins with; nothing when the file cannot be opened or holds no number.
 std::optional<int> read_number(const char *path);
 
-/// Reads the first blank-delimited word of a file, cut to size - 1 characters. Without a word, or
-/// without the file, gives false and leaves the buffer as it was.
+/// Reads the first blank-delimited word of a file, cut to size - 1 characters. Without a word (one
+/// that begins with a NUL is none), or without the file, gives false and leaves the buffer as it
+/// was.
 bool read_word(const char *path, char *buffer, std::size_t size);
 
 /// Reads the next line of a file, its line end included, or a piece of size - 1 characters of a

@@ -45,6 +45,7 @@ int dl_count_meta_fields(const char *metaval, char delim);
 int dl_get_meta_fields(const char *metaval, dlist_node_t *dlist, char delim);
 
 // Parses a stored string of records of field_count fields (1 to 12) into the table from slot 0 on.
+// The slot after its last record is emptied, later slots stay as they are.
 // An empty value, or a field count outside 1 to 12, leaves the table as it was. A string that ends
 // within a record keeps what was parsed and writes "Malformed variable\n" to standard error; data
 // beyond 500 records is ignored. Of the delimiters only the low 8 bits count; a delimiter of 0
@@ -53,7 +54,7 @@ void dl_variable_to_dlist_alloc(const char *value, dlist_node_t *dlist, int fiel
                                 int field_delim, int record_delim);
 
 // Writes the table as a stored string. *value becomes a new heap string that the caller frees
-// (empty for an empty table), or null when memory runs out.
+// (empty for an empty table), or null for a null table or when memory runs out.
 void dl_dlist_to_variable(char **value, const dlist_node_t *dlist, int field_delim,
                           int record_delim);
 
@@ -64,7 +65,8 @@ void dl_dlist_to_xmllist(const dlist_node_t *dlist, mxml_node_t *subnode);
 // Answers the item, which belongs to the tree, or null when memory runs out.
 mxml_node_t *dl_dlist_xml_additem(mxml_node_t *subnode, int index);
 
-// Appends one element with an opaque text to subnode for each field of a record (0 to 499).
+// Appends one element with an opaque text to subnode for each named field of a record (0 to
+// 499).
 void dl_dlist_get_xmllist_entry(const dlist_node_t *dlist, mxml_node_t *subnode, int record);
 
 // Applies the posted <Item> elements below subnode to the table, in document order: an item whose
@@ -76,6 +78,7 @@ void dl_xmllist_to_dlist(mxml_node_t *subnode, dlist_node_t *dlist);
 // Classifies a posted key element: TARROW_DLIST_EDIT or TARROW_DLIST_DELETE with *record the lowest
 // slot of that key, TARROW_DLIST_ADD with *record the lowest empty slot (-1 when the table is
 // full), TARROW_DLIST_NO_KEY with *record -1 when the element is null or holds no opaque text.
+// A null table or record answers as if there were no key.
 int dl_xmllist_get_set_type(mxml_node_t *subnode, const dlist_node_t *dlist, int *record);
 
 // Releases and nulls every field and name of the table, not the table itself.

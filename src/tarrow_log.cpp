@@ -35,7 +35,10 @@ int __tarrow_log_write(int /*prio*/, const char * /*tag*/, const char *msg) {
 }
 
 int __tarrow_log_print(int prio, const char *tag, const char *fmt, ...) {
-    std::array<char, line_size> line;
+    if (fmt == nullptr) {
+        return -1;
+    }
+    std::array<char, line_size> line = {};
     va_list arguments;
     va_start(arguments, fmt);
     std::vsnprintf(line.data(), line.size(), fmt, arguments);

@@ -10,7 +10,7 @@ extern "C" {
 // used. Answers the result of closing the console, or -1 when it cannot be opened.
 int __tarrow_log_write(int prio, const char *tag, const char *msg);
 
-// Formats as printf does, cuts at 255 characters and writes the text as above.
+// Formats as printf does, cuts at 255 characters and writes the text as above. -1 for a null fmt.
 int __tarrow_log_print(int prio, const char *tag, const char *fmt, ...)
     __attribute__((format(printf, 3, 4)));
 

@@ -183,7 +183,10 @@ void tarrow_call_module_run_cmd(const char *cmdname, int flags, const char *opaq
     tarrow::command_line<command_size> line;
     line.text(cmdname).text(" ").text(action);
     if (opaque != nullptr) {
-        line.text(" ").word(opaque);
+        line.text(" ");
+        if (*opaque != '\0') { // an empty path is no argument
+            line.word(opaque);
+        }
     }
     tarrow::run(line);
 }

@@ -1,6 +1,19 @@
 #include "xml.h"
 
 namespace tarrow {
+namespace {
+
+/// Takes a node out of its tree again when there was no memory for its text: what serialises the
+/// tree expects every node to have one.
+mxml_node_t *keep_whole(mxml_node_t *node, const char *text) {
+    if (node != nullptr && text == nullptr) {
+        mxmlDelete(node);
+        return nullptr;
+    }
+    return node;
+}
+
+} // namespace
 
 mxml_node_t *find_child(mxml_node_t *parent, const char *name) {
     return mxmlFindElement(parent, parent, name, nullptr, nullptr, MXML_DESCEND_FIRST);
@@ -22,15 +35,22 @@ const char *element_text(mxml_node_t *element) {
     }
 }
 
+mxml_node_t *add_element(mxml_node_t *parent, const char *name) {
+    mxml_node_t *element = mxmlNewElement(parent, name);
+    return keep_whole(element, mxmlGetElement(element));
+}
+
 void add_text(mxml_node_t *element, const char *value) {
     if (element != nullptr && value != nullptr) {
-        mxmlNewText(element, 0, value);
+        mxml_node_t *text = mxmlNewText(element, 0, value);
+        keep_whole(text, mxmlGetText(text, nullptr));
     }
 }
 
 void add_opaque(mxml_node_t *element, const char *value) {
     if (element != nullptr && value != nullptr) {
-        mxmlNewOpaque(element, value);
+        mxml_node_t *text = mxmlNewOpaque(element, value);
+        keep_whole(text, mxmlGetOpaque(text));
     }
 }
 

@@ -16,8 +16,11 @@ mxml_node_t *find_below(mxml_node_t *parent, const char *name);
 /// something else.
 const char *element_text(mxml_node_t *element);
 
+/// Adds an empty element as the last child. Gives null for a null name or when memory runs out.
+mxml_node_t *add_element(mxml_node_t *parent, const char *name);
+
 /// Adds a value as an element's child: text without leading white space, opaque text, a number. A
-/// null element or value adds nothing.
+/// null element or value adds nothing, nor does a value that there is no memory for.
 void add_text(mxml_node_t *element, const char *value);
 void add_opaque(mxml_node_t *element, const char *value);
 void add_integer(mxml_node_t *element, int value);

@@ -19,6 +19,10 @@ expect "first process is the device's" 1 "$(boot sh -c 'echo $PPID')"
 expect "no write to the project, the programs or the kernel" "" \
     "$(boot sh -c 'for f in '"$PWD"'/x '"$PWD"'/build/x /usr/x /proc/sys/kernel/x /sys/x; do
         (: > $f) 2> /dev/null && echo $f; done; echo y 2> /dev/null > /proc/sys/kernel/hostname && echo sysctl')"
+expect "no way around that" "" "$(boot sh -c 'mount -o remount,bind,rw '"$PWD"' && echo remount
+    umount '"$PWD"' && umount '"$PWD"' && echo umount; echo >> /proc/1/fd/255 && echo script
+    chmod 666 /dev/full && echo node; mknod /dev/disk b 8 0 && echo mknod
+    cat /proc/sys/vm/swappiness > /proc/sys/vm/swappiness && echo setting' 2> /dev/null | grep -E '^[a-z]+$')"
 expect "no path of this machine" "" "$(boot sh -c 'ls -d /home /opt /srv /boot /media 2> /dev/null')"
 expect "a fresh device each time" "" "$(boot sh -c ': > /tmp/left'; boot ls /tmp/left 2> /dev/null | grep -v cannot)"
 boot sh -c 'ip link del br0; hostname other; rm -rf /tmp /etc /data; mkdir /etc; kill -9 -1' > /dev/null
@@ -35,6 +39,11 @@ if [ "$(id -u)" = 0 ] && command -v setpriv > /dev/null; then
             device/boot tarrow_host get lan - 2>&1 | tr '\n' ' '; echo "${PIPESTATUS[1]}")"
     rm -rf "$copy"
 fi
+device/boot sleep 4711 & sleep 0.5
+kill $!
+wait $! 2> /dev/null
+sleep 0.1
+expect "told to end, it ends all" "" "$(pgrep -f 'sleep 4711')"
 start=$(date +%s%N)
 boot true
 expect "boots in less than half a second" yes "$([ $((($(date +%s%N) - start) / 1000000)) -lt 500 ] && echo yes)"

@@ -11,8 +11,7 @@ int main(void) {
     memset(&args, 0, sizeof(args));
     args.dc_type = TARROW_CB_ARGS_XML;
     printf("%d %s %s %d %.6s\n", count, table[0].di_modname, table[count - 1].di_modname,
-           tarrow_call_module_post_get_handler("wan", TARROW_ACTION_GET, &args),
-           name != NULL ? name : "(null)");
+           tarrow_call_module_post_get_handler("wan", TARROW_ACTION_GET, &args), name != NULL ? name : "(null)");
     free(name);
     free(table);
     return 0;

@@ -3,17 +3,21 @@
 // What a handle sets is kept with the handle and goes into the file in one transaction when the
 // handle is closed: others see all of it or nothing, a process that dies in between changes
 // nothing, and no lock is held while a handle is open, however many handles and processes there
-// are.
+// are. A connection to the device's file that is no longer in use waits for the next handle: making
+// one costs more than all that a handle is opened for.
 
 #include "backend.h"
 
 #include <array>
+#include <atomic>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -24,6 +28,9 @@ struct close_database {
 };
 struct finalize {
     void operator()(sqlite3_stmt *statement) const { sqlite3_finalize(statement); }
+};
+struct free_sqlite {
+    void operator()(void *block) const { sqlite3_free(block); }
 };
 struct free_memory {
     void operator()(void *block) const { std::free(block); }
@@ -71,31 +78,118 @@ bool transact(sqlite3 *db, const char *sql) {
     return commit(db);
 }
 
-bool has_tables(sqlite3 *db) {
-    const statement query = prepare(db, "PRAGMA user_version");
-    return query && sqlite3_step(query.get()) == SQLITE_ROW &&
-           sqlite3_column_int(query.get(), 0) == 1;
+/// Whether the file is a backend: a statement on its table can be made.
+bool has_settings(sqlite3 *db) {
+    return prepare(db, "SELECT value FROM main.settings WHERE module = ?1 AND key = ?2") != nullptr;
 }
 
-database open_database(const char *file, int flags) {
+/// Whether the file holds nothing yet: a database of another program is not written to.
+bool is_empty(sqlite3 *db) {
+    const statement query = prepare(db, "PRAGMA schema_version");
+    return query && sqlite3_step(query.get()) == SQLITE_ROW &&
+           sqlite3_column_int(query.get(), 0) == 0;
+}
+
+/// Opens a backend, with SQLITE_OPEN_CREATE also one that is yet to be made. Not for reading alone:
+/// after a writer that died the next one to open the file has to restore it.
+database open_database(const char *file, int create) {
+    if (file == nullptr || *file == '\0') {
+        return nullptr;
+    }
+    // With a "/" in it no name means anything special to SQLite.
+    const std::unique_ptr<char, free_sqlite> path(
+        sqlite3_mprintf("%s%s", std::strchr(file, '/') == nullptr ? "./" : "", file));
     sqlite3 *opened = nullptr;
-    const int result = sqlite3_open_v2(file, &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int result =
+        path ? sqlite3_open_v2(path.get(), &opened,
+                               SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | create, nullptr)
+             : SQLITE_NOMEM;
     database db(opened);
     if (result != SQLITE_OK) {
         return nullptr;
     }
     sqlite3_busy_timeout(opened, lock_timeout_ms);
     const bool is_ready =
-        has_tables(opened) ||
-        ((flags & SQLITE_OPEN_CREATE) != 0 &&
+        has_settings(opened) ||
+        (create != 0 && is_empty(opened) &&
          transact(opened, "CREATE TABLE IF NOT EXISTS settings (module TEXT NOT NULL,"
                           " key TEXT NOT NULL, value TEXT NOT NULL, PRIMARY KEY (module, key))"
-                          " WITHOUT ROWID; PRAGMA user_version = 1"));
+                          " WITHOUT ROWID")) ||
+        has_settings(opened); // another process was quicker
     return is_ready ? std::move(db) : nullptr;
 }
 
+/// A connection to a backend, and what tells whether it still is one for this process.
+struct connection {
+    sqlite3 *db;
+    pid_t process; // a connection does not outlive a fork
+    dev_t device;  // of the file, whose name may come to stand for another one
+    ino_t inode;
+    bool is_reusable;
+};
+
+struct close_connection {
+    void operator()(connection *c) const {
+        if (c->process == getpid()) {
+            sqlite3_close(c->db);
+        }
+        std::free(c);
+    }
+};
+using connection_owner = std::unique_ptr<connection, close_connection>;
+
+std::atomic<connection *> waiting = nullptr; // for the next handle
+
+connection_owner connect(const char *file) {
+    const bool is_device_file = std::strcmp(file, cfgdb_default_backend) == 0;
+    struct stat status = {};
+    if (is_device_file) {
+        connection_owner old(waiting.exchange(nullptr));
+        if (old && old->process == getpid() && stat(file, &status) == 0 &&
+            status.st_dev == old->device && status.st_ino == old->inode) {
+            return old;
+        }
+    }
+    connection_owner made(static_cast<connection *>(std::calloc(1, sizeof(connection))));
+    if (!made) {
+        return nullptr;
+    }
+    made->process = getpid();
+    made->db = open_database(file, SQLITE_OPEN_CREATE).release();
+    if (made->db == nullptr) {
+        return nullptr;
+    }
+    made->is_reusable = is_device_file && stat(file, &status) == 0;
+    made->device = status.st_dev;
+    made->inode = status.st_ino;
+    return made;
+}
+
 sqlite3 *database_of(const cfgdb_handle_t *handle) {
-    return static_cast<sqlite3 *>(handle->cfgdbh_backend_info);
+    return static_cast<connection *>(handle->cfgdbh_backend_info)->db;
+}
+
+// States of a handle, in cfgdbh_dirty.
+constexpr short clean = 0;   // nothing was set
+constexpr short pending = 1; // values are kept in temp.pending
+constexpr short failed = -1; // a value could not be kept: the close stores none
+
+/// Keeps a value with its handle.
+bool keep_pending(cfgdb_handle_t &handle, const qstr_t &key, const qstr_t &value) {
+    sqlite3 *db = database_of(&handle);
+    if (handle.cfgdbh_dirty == clean &&
+        !execute(db, "PRAGMA temp_store = MEMORY; CREATE TEMP TABLE IF NOT EXISTS pending"
+                     " (key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID")) {
+        return false;
+    }
+    handle.cfgdbh_dirty = pending;
+    const statement insert = prepare(db, "INSERT OR REPLACE INTO temp.pending VALUES (?1, ?2)");
+    if (!insert) {
+        return false;
+    }
+    bind(insert, 1, key);
+    bind(insert, 2, value);
+    return sqlite3_step(insert.get()) == SQLITE_DONE;
 }
 
 /// Moves the values set on a handle into the file.
@@ -122,15 +216,15 @@ cfgdb_handle_t *cfgdb_open_backend(const char *file, const char *module_name) {
     if (file == nullptr || module_name == nullptr || *module_name == '\0') {
         return nullptr;
     }
-    database db = open_database(file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    connection_owner backend = connect(file);
     std::unique_ptr<cfgdb_handle_t, free_memory> handle(
         static_cast<cfgdb_handle_t *>(std::calloc(1, sizeof(cfgdb_handle_t))));
     std::unique_ptr<char, free_memory> name(strdup(module_name));
-    if (!db || !handle || !name) {
+    if (!backend || !handle || !name) {
         return nullptr;
     }
     handle->cfgdbh_mod_name = name.release();
-    handle->cfgdbh_backend_info = db.release();
+    handle->cfgdbh_backend_info = backend.release();
     handle->cfgdbh_semid = -1;
     return handle.release();
 }
@@ -145,7 +239,7 @@ char *cfgdb_get(cfgdb_handle_t *handle, const qstr_t *key) {
     }
     const statement query = prepare(
         database_of(handle),
-        handle->cfgdbh_dirty != 0
+        handle->cfgdbh_dirty == pending
             ? "SELECT value, 1 AS age FROM temp.pending WHERE key = ?2 UNION ALL"
               " SELECT value, 2 FROM main.settings WHERE module = ?1 AND key = ?2 ORDER BY age"
             : "SELECT value FROM main.settings WHERE module = ?1 AND key = ?2");
@@ -177,21 +271,11 @@ int cfgdb_set(cfgdb_handle_t *handle, const qstr_t *key, const qstr_t *value) {
         value == nullptr || value->name == nullptr) {
         return -1;
     }
-    sqlite3 *db = database_of(handle);
-    if (handle->cfgdbh_dirty == 0) {
-        if (!execute(db, "PRAGMA temp_store = MEMORY; CREATE TEMP TABLE IF NOT EXISTS pending"
-                         " (key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID")) {
-            return -1;
-        }
-        handle->cfgdbh_dirty = 1;
-    }
-    const statement insert = prepare(db, "INSERT OR REPLACE INTO temp.pending VALUES (?1, ?2)");
-    if (!insert) {
+    if (handle->cfgdbh_dirty == failed || !keep_pending(*handle, *key, *value)) {
+        handle->cfgdbh_dirty = failed;
         return -1;
     }
-    bind(insert, 1, *key);
-    bind(insert, 2, *value);
-    return sqlite3_step(insert.get()) == SQLITE_DONE ? 0 : -1;
+    return 0;
 }
 
 int cfgdb_set_int(cfgdb_handle_t *handle, const qstr_t *key, int value) {
@@ -206,28 +290,39 @@ int cfgdb_close(cfgdb_handle_t *handle) {
     if (handle == nullptr) {
         return -1;
     }
-    const database db(database_of(handle));
     const std::unique_ptr<char, free_memory> name(handle->cfgdbh_mod_name);
     const std::unique_ptr<cfgdb_handle_t, free_memory> block(handle);
-    return handle->cfgdbh_dirty == 0 || store_pending(handle) ? 0 : -1;
+    connection_owner backend(static_cast<connection *>(handle->cfgdbh_backend_info));
+    bool is_stored = true;
+    if (handle->cfgdbh_dirty != clean) {
+        is_stored = handle->cfgdbh_dirty == pending && store_pending(handle);
+        backend->is_reusable =
+            execute(backend->db, "DROP TABLE temp.pending") && backend->is_reusable;
+    }
+    if (backend->is_reusable) {
+        backend.reset(waiting.exchange(backend.release()));
+    }
+    return is_stored ? 0 : -1;
 }
 
-int cfgdb_visit(const char *file, const char *module_name, cfgdb_visitor visit) {
-    const database db = open_database(file, SQLITE_OPEN_READONLY);
-    const statement query =
-        db ? prepare(db.get(), "SELECT module, key, value FROM settings"
-                               " WHERE ?1 IS NULL OR module = ?1 ORDER BY module, key")
-           : nullptr;
-    if (!query) {
+int cfgdb_visit(const char *file, const char *module_name, cfgdb_visitor visit, void *context) {
+    const database db = open_database(file, 0);
+    const std::unique_ptr<char, free_sqlite> query(
+        sqlite3_mprintf("SELECT module, key, value FROM settings WHERE %Q IS NULL OR module = %Q"
+                        " ORDER BY module, key",
+                        module_name, module_name));
+    // All is read before the first visit: a slow visitor does not hold the file's lock.
+    char **cells = nullptr;
+    int rows = 0;
+    int columns = 0;
+    if (!db || !query ||
+        sqlite3_get_table(db.get(), query.get(), &cells, &rows, &columns, nullptr) != SQLITE_OK) {
         return -1;
     }
-    bind(query, 1, module_name);
-    int result = sqlite3_step(query.get());
-    for (; result == SQLITE_ROW; result = sqlite3_step(query.get())) {
-        const auto column = [&](int i) {
-            return reinterpret_cast<const char *>(sqlite3_column_text(query.get(), i));
-        };
-        visit(column(0), column(1), column(2));
+    for (int row = 1; row <= rows; ++row) { // row 0 holds the columns' names
+        char **cell = cells + static_cast<std::ptrdiff_t>(row) * columns;
+        visit(cell[0], cell[1], cell[2], context);
     }
-    return result == SQLITE_DONE ? 0 : -1;
+    sqlite3_free_table(cells);
+    return 0;
 }

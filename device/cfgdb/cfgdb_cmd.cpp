@@ -1,10 +1,8 @@
 // cfgdb_cmd: the settings store on the command line, for scripts and for people.
 
-#include <cstdio>
-#include <cstdlib>
+#include <array>
 #include <iostream>
 #include <string>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -19,10 +17,10 @@ constexpr char usage[] =
     "  list [MODULE]          prints \"MODULE KEY VALUE\" lines of all settings or of one "
     "module's\n"
     "  import                 stores such lines from standard input\n"
-    "In listed values a line end stands as \\n and a backslash as \\\\.\n";
+    "In listed lines a line end stands as \\n, a backslash as \\\\, a blank in a name as \\s.\n";
 
 int fail(const std::string &message) {
-    std::fprintf(stderr, "cfgdb_cmd: %s\n", message.c_str());
+    std::cerr << "cfgdb_cmd: " << message << '\n';
     return 1;
 }
 
@@ -46,56 +44,71 @@ int set(const std::string &backend, const std::string &module, const std::string
                : fail("cannot store '" + key + "' of module '" + module + "' in " + backend);
 }
 
+using settings = std::vector<std::array<std::string, 3>>; // module, key, value
+
+/// Reads the settings of a module, or of all for null. Gives false when the backend cannot be read.
+bool load(const std::string &backend, const char *module, settings &found) {
+    const auto keep = [](const char *name, const char *key, const char *value, void *context) {
+        static_cast<settings *>(context)->push_back({name, key, value});
+    };
+    return cfgdb_visit(backend.c_str(), module, keep, &found) == 0;
+}
+
 int get(const std::string &backend, const std::string &module, const std::string &key) {
-    if (access(backend.c_str(), R_OK) != 0) {
+    settings found;
+    if (!load(backend, module.c_str(), found)) {
         return fail("cannot read " + backend);
     }
-    cfgdb_handle_t *handle = cfgdb_open_backend(backend.c_str(), module.c_str());
-    if (handle == nullptr) {
-        return fail("cannot open module '" + module + "' in " + backend);
-    }
-    const qstr_t name = counted(key);
-    char *value = cfgdb_get(handle, &name);
-    cfgdb_close(handle);
-    if (value == nullptr) {
-        return fail("module '" + module + "' has no setting '" + key + "'");
-    }
-    std::puts(value);
-    std::free(value);
-    return 0;
-}
-
-void print_setting(const char *module, const char *key, const char *value) {
-    std::printf("%s %s ", module, key);
-    for (; *value != '\0'; ++value) {
-        if (*value == '\n') {
-            std::fputs("\\n", stdout);
-        } else if (*value == '\\') {
-            std::fputs("\\\\", stdout);
-        } else {
-            std::putchar(*value);
+    for (const auto &[name, found_key, value] : found) {
+        if (found_key == key) {
+            std::cout << value << '\n';
+            return 0;
         }
     }
-    std::putchar('\n');
+    return fail("module '" + module + "' has no setting '" + key + "'");
 }
 
-int list(const std::string &backend, const char *module) {
-    return cfgdb_visit(backend.c_str(), module, print_setting) == 0
-               ? 0
-               : fail("cannot read " + backend);
+/// A text as it stands in a listed line: line ends and backslashes are escaped, in names blanks
+/// too.
+std::string escaped(const std::string &text, bool is_name) {
+    std::string result;
+    for (const char c : text) {
+        if (c == '\n') {
+            result += "\\n";
+        } else if (c == '\\') {
+            result += "\\\\";
+        } else if (c == ' ' && is_name) {
+            result += "\\s";
+        } else {
+            result += c;
+        }
+    }
+    return result;
 }
 
 std::string unescaped(const std::string &text) {
-    std::string value;
+    std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '\\' && i + 1 < text.size()) {
             ++i;
-            value += text[i] == 'n' ? '\n' : text[i];
+            result += text[i] == 'n' ? '\n' : text[i] == 's' ? ' ' : text[i];
         } else {
-            value += text[i];
+            result += text[i];
         }
     }
-    return value;
+    return result;
+}
+
+int list(const std::string &backend, const char *module) {
+    settings found;
+    if (!load(backend, module, found)) {
+        return fail("cannot read " + backend);
+    }
+    for (const auto &[name, key, value] : found) {
+        std::cout << escaped(name, true) << ' ' << escaped(key, true) << ' '
+                  << escaped(value, false) << '\n';
+    }
+    return 0;
 }
 
 /// Stores "MODULE KEY VALUE" lines, those of one module that stand together in one go.
@@ -112,7 +125,7 @@ public:
         if (value_at == 0) {
             return false;
         }
-        const std::string module = line.substr(0, key_at - 1);
+        const std::string module = unescaped(line.substr(0, key_at - 1));
         if (module != module_ && !finish()) {
             return false;
         }
@@ -120,7 +133,7 @@ public:
             module_ = module;
             handle_ = cfgdb_open_backend(backend_.c_str(), module.c_str());
         }
-        const std::string key_text = line.substr(key_at, value_at - 1 - key_at);
+        const std::string key_text = unescaped(line.substr(key_at, value_at - 1 - key_at));
         const std::string value_text = unescaped(line.substr(value_at));
         const qstr_t key = counted(key_text);
         const qstr_t value = counted(value_text);
@@ -141,16 +154,13 @@ int import(const std::string &backend) {
     importer lines(backend);
     for (std::string line; std::getline(std::cin, line);) {
         if (!lines.take(line)) {
-            return fail("cannot store the line: " + line);
+            return fail("cannot store the line (those before it are stored): " + line);
         }
     }
     return lines.finish() ? 0 : fail("cannot store the last module in " + backend);
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
-    std::vector<std::string> words(argv + 1, argv + argc);
+int run(std::vector<std::string> words) {
     std::string backend = cfgdb_default_backend;
     if (words.size() >= 2 && words[0] == "--backend") {
         backend = words[1];
@@ -170,6 +180,14 @@ int main(int argc, char **argv) {
         return import(backend);
     }
     const bool is_help = command == "--help" && words.size() == 1;
-    std::fputs(usage, is_help ? stdout : stderr);
+    (is_help ? std::cout : std::cerr) << usage;
     return is_help ? 0 : 2;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const int result = run({argv + 1, argv + argc});
+    std::cout.flush();
+    return std::cout ? result : fail("cannot write the output");
 }

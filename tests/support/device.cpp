@@ -28,17 +28,13 @@ constexpr char calls_path[] = "/var/log/calls";
 
 std::size_t open_descriptors() {
     std::size_t count = 0;
-    for ([[maybe_unused]] const auto &entry : fs::directory_iterator("/proc/self/fd")) {
-        ++count;
-    }
+    for ([[maybe_unused]] const auto &entry : fs::directory_iterator("/proc/self/fd")) { ++count; }
     return count;
 }
 
 void clear_state() {
     for (const auto &entry : fs::directory_iterator("/tmp")) {
-        if (!entry.is_directory()) {
-            fs::remove(entry.path());
-        }
+        if (!entry.is_directory()) { fs::remove(entry.path()); }
     }
     for (const char *folder : {"/tmp/local", "/tmp/telephony", "/userfs/cfgdb", "/sim/fail"}) {
         fs::remove_all(folder);
@@ -49,14 +45,11 @@ void clear_state() {
 
 } // namespace
 
-tree parse(const std::string &xml) {
-    return tree(mxmlLoadString(nullptr, xml.c_str(), MXML_OPAQUE_CALLBACK));
-}
+tree parse(const std::string &xml) { return tree(mxmlLoadString(nullptr, xml.c_str(), MXML_OPAQUE_CALLBACK)); }
 
 std::string serialise(mxml_node_t *node) {
     mxmlSetWrapMargin(0);
-    const std::unique_ptr<char, decltype(&std::free)> text(
-        mxmlSaveAllocString(node, MXML_NO_CALLBACK), &std::free);
+    const std::unique_ptr<char, decltype(&std::free)> text(mxmlSaveAllocString(node, MXML_NO_CALLBACK), &std::free);
     std::string result = text ? text.get() : "";
     result.erase(result.find_last_not_of('\n') + 1);
     return result;
@@ -78,9 +71,7 @@ std::string read_file(const std::string &path) {
     return content.str();
 }
 
-bool exists(const std::string &path) {
-    return fs::exists(path);
-}
+bool exists(const std::string &path) { return fs::exists(path); }
 
 void set_setting(const char *module, const char *key, const std::string &value) {
     const tarrow::store handle(cfgdb_open(module));
@@ -98,57 +89,10 @@ std::string setting(const char *module, const char *key) {
 std::string output_of(const std::string &command) {
     FILE *stream = popen(command.c_str(), "r");
     std::string output;
-    for (int c = 0; (c = std::getc(stream)) != EOF;) {
-        output += static_cast<char>(c);
-    }
+    for (int c = 0; (c = std::getc(stream)) != EOF;) { output += static_cast<char>(c); }
     const int status = pclose(stream);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0
-               ? output
-               : output + "exit " + std::to_string(WEXITSTATUS(status));
-}
-
-void log_collector::open(const char *path) {
-    socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sender_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {AF_UNIX, {}};
-    std::strcpy(address.sun_path, path);
-    const auto *name = reinterpret_cast<const sockaddr *>(&address);
-    ASSERT_EQ(bind(socket_, name, sizeof(address)), 0);
-    ASSERT_EQ(connect(sender_, name, sizeof(address)), 0);
-    reader_ = std::thread([this] {
-        std::string record(65536, '\0');
-        for (;;) {
-            const ssize_t length = recv(socket_, record.data(), record.size(), 0);
-            const std::lock_guard lock(mutex_);
-            if (length > 0) {
-                messages_.push_back(record.substr(0, static_cast<std::size_t>(length)));
-                continue;
-            }
-            ++marks_;
-            marked_.notify_one();
-            if (is_closing_) {
-                return;
-            }
-        }
-    });
-}
-
-strings log_collector::take() {
-    std::unique_lock lock(mutex_);
-    const int next = marks_ + 1;
-    lock.unlock();
-    send(sender_, "", 0, 0);
-    lock.lock();
-    marked_.wait(lock, [&] { return marks_ >= next; });
-    return std::exchange(messages_, {});
-}
-
-void log_collector::close() {
-    is_closing_ = true;
-    take();
-    reader_.join();
-    ::close(socket_);
-    ::close(sender_);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? output
+                                                         : output + "exit " + std::to_string(WEXITSTATUS(status));
 }
 
 no_descriptors::no_descriptors() {
@@ -157,36 +101,40 @@ no_descriptors::no_descriptors() {
     none.rlim_cur = 0;
     setrlimit(RLIMIT_NOFILE, &none);
 }
-no_descriptors::~no_descriptors() {
-    setrlimit(RLIMIT_NOFILE, &saved_);
-}
+no_descriptors::~no_descriptors() { setrlimit(RLIMIT_NOFILE, &saved_); }
 
 void device_test::SetUp() {
     alarm(60); // a test that hangs ends the program
     clear_state();
     closelog();
     unlink(log_path);
-    log_.open(log_path);
+    // A stream, which the C library takes too: unlike datagrams it holds nobody up when many wait.
+    log_socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un address = {AF_UNIX, {}};
+    std::strcpy(address.sun_path, log_path);
+    ASSERT_EQ(bind(log_socket_, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
+    ASSERT_EQ(listen(log_socket_, 64), 0);
     unlink(console_path);
     ASSERT_EQ(mkfifo(console_path, 0666), 0);
     console_ = open(console_path, O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    openlog("test", LOG_NDELAY, LOG_USER); // so that no test opens the log's descriptor first
+    setting("wan", "proto");               // so that the store has its connection already
+    openlog("test", LOG_NDELAY, LOG_USER); // so that no test opens the log's descriptors first
+    log();
     descriptors_ = open_descriptors();
 }
 
 void device_test::TearDown() {
     EXPECT_EQ(open_descriptors(), descriptors_) << "descriptors were left open or closed";
     EXPECT_TRUE(waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child is left";
-    for (const std::string &path : mounts_) {
-        umount2(path.c_str(), MNT_DETACH);
-    }
+    for (const std::string &path : mounts_) { umount2(path.c_str(), MNT_DETACH); }
     fs::remove_all("/tmp/substitute");
     for (const auto &[path, target] : links_) {
         fs::remove(path);
         fs::create_symlink(target, path);
     }
     closelog();
-    log_.close();
+    for (const int sender : log_senders_) { close(sender); }
+    close(log_socket_);
     close(console_);
 }
 
@@ -206,9 +154,18 @@ strings device_test::calls() {
 }
 
 strings device_test::log() {
+    for (int sender = 0; (sender = accept4(log_socket_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0;) {
+        log_senders_.push_back(sender);
+    }
+    std::string received, piece(65536, '\0');
+    for (const int sender : log_senders_) {
+        for (ssize_t n = 0; (n = read(sender, piece.data(), piece.size())) > 0;) {
+            received.append(piece, 0, static_cast<std::size_t>(n));
+        }
+    }
     strings messages;
-    for (const std::string &text : log_.take()) {
-        // "<43>Jan  1 00:00:00 identity: text"
+    std::istringstream texts(received);
+    for (std::string text; std::getline(texts, text, '\0');) { // "<43>Jan  1 00:00:00 identity: text"
         const std::size_t identity = text.find('>') + 1 + sizeof("Jan  1 00:00:00");
         const std::size_t end = text.find(": ", identity);
         identity_ = text.substr(identity, end - identity);
@@ -237,9 +194,7 @@ void device_test::substitute(const std::string &path, const std::string &content
     const std::string source = "/tmp/substitute";
     const std::string target = is_net ? "/proc/self/net" : path;
     const std::string file = is_net ? source + path.substr(9) : source;
-    if (is_net) {
-        fs::create_directory(source);
-    }
+    if (is_net) { fs::create_directory(source); }
     write_file(file, content);
     ASSERT_EQ(chmod(file.c_str(), 0755), 0);
     ASSERT_EQ(mount(source.c_str(), target.c_str(), nullptr, MS_BIND, nullptr), 0)

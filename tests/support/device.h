@@ -2,14 +2,10 @@
 // empty logs, and must leave no descriptor, process or mount behind.
 #pragma once
 
-#include <atomic>
-#include <condition_variable>
 #include <gtest/gtest.h>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <sys/resource.h>
-#include <thread>
 #include <vector>
 
 #include "../../src/tarrow_applets.h"
@@ -52,25 +48,6 @@ private:
     rlimit saved_{};
 };
 
-/// Receives what is sent to the system log, however much: a full socket would hold its senders up.
-class log_collector {
-public:
-    void open(const char *path);
-    /// The messages that were sent since the last look.
-    strings take();
-    void close();
-
-private:
-    int socket_ = -1;
-    int sender_ = -1;
-    std::thread reader_;
-    std::mutex mutex_;
-    std::condition_variable marked_;
-    strings messages_;
-    int marks_ = 0; // empty datagrams received
-    std::atomic<bool> is_closing_ = false;
-};
-
 class device_test : public testing::Test {
 protected:
     void SetUp() override;
@@ -93,7 +70,8 @@ protected:
     static std::string get(const char *module, const std::string &request);
 
 private:
-    log_collector log_;
+    int log_socket_ = -1;
+    std::vector<int> log_senders_;
     int console_ = -1;
     std::size_t descriptors_ = 0;
     std::string identity_;

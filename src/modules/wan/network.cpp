@@ -184,7 +184,8 @@ int ether_atoe(const char *a, unsigned char *e) {
     std::fill_n(e, address_bytes, static_cast<unsigned char>(0));
     for (int i = 0; i < address_bytes; ++i) {
         char *end = nullptr;
-        e[i] = static_cast<unsigned char>(std::strtoul(a, &end, 16));
+        // 64 bits everywhere: the low byte must not depend on the width of long.
+        e[i] = static_cast<unsigned char>(std::strtoull(a, &end, 16));
         if (*end == '\0') {
             return i == address_bytes - 1 ? 1 : 0;
         }
@@ -202,7 +203,8 @@ char *ether_etoa(const unsigned char *e, char *a) {
 }
 
 int get_ipv6_address(const char *p_ifc_name, char *p_ipv6_address) {
-    if (p_ifc_name == nullptr || p_ipv6_address == nullptr) {
+    // A name that begins with "-" would be an option, and list other interfaces.
+    if (p_ifc_name == nullptr || p_ipv6_address == nullptr || *p_ifc_name == '-') {
         return 0;
     }
     tarrow::command_line<1024> line;

@@ -1,10 +1,10 @@
 // The wan document: how the device is connected to the internet, the cellular network, the SIM and
-// its PIN, and the hardware address of the host that reads the page.
+// its PIN, and the hardware address of the host in "/tmp/local/ip".
 
 #include "wan_applet.h"
 
 #include <array>
-#include <cstdint>
+#include <climits>
 #include <cstring>
 
 #include "../../command.h"
@@ -62,7 +62,7 @@ constexpr std::array<info_element, 8> info_elements = {{
 void fill_connection_time(mxml_node_t *cellular) {
     struct unit {
         const char *element;
-        std::int64_t seconds;
+        int seconds;
     };
     constexpr std::array<unit, 4> units = {
         {{"conn_days", 86400}, {"conn_hours", 3600}, {"conn_minutes", 60}, {"conn_seconds", 1}}};
@@ -78,10 +78,13 @@ void fill_connection_time(mxml_node_t *cellular) {
     if (!now) {
         return;
     }
-    std::int64_t time = std::int64_t{*now} - *start;
+    int time = 0;
+    if (__builtin_sub_overflow(*now, *start, &time)) {
+        time = INT_MAX; // only a start far below 0 comes here
+    }
     for (std::size_t i = 0; i < units.size(); ++i) {
         if (time >= units[i].seconds || units[i].seconds == 1) {
-            add_integer(elements[i], static_cast<int>(time / units[i].seconds));
+            add_integer(elements[i], time / units[i].seconds);
             time %= units[i].seconds;
         }
     }

@@ -31,7 +31,7 @@ int get_ipv6_address(const char *p_ifc_name, char *p_ipv6_address);
 // Writes a gateway from "/proc/net/route" as dotted text into p_gateway_addr (at least 16 bytes):
 // for a name that contains "ccinet" the destination of the first host route, for any other name the
 // gateway of the first default route, whichever interface the route is on. 0, or -1 without such a
-// route (logged).
+// route (logged) or for a null argument.
 int get_gateway_address(const char *p_ifc_name, char *p_gateway_addr);
 
 // The link of an Ethernet port, by ethtool request: 0 up, 1 down, -1 null name or no socket, -2
@@ -46,8 +46,9 @@ char *get_eth_interface(void);
 // "/tmp/wan_ifc".
 char *get_wan_interface(void);
 
-// 1 when the interface is among the first 10 that have an IPv4 address (letter case ignored), or
-// has a global IPv6 address; 0 when not; -1 for a null name or a failed query (logged).
+// 1 when the interface is among the first 10 that have an IPv4 address (letter case ignored), has a
+// global IPv6 address, or no interface has an IPv4 address at all; 0 when not; -1 for a null name
+// or a failed query (logged), or when memory runs out.
 int if_wan_ifc_lives(const char *p_ifc_name);
 
 // Writes one value of an interface as text into p_parameter (at least 18 bytes). cmd is
@@ -92,8 +93,9 @@ int get_wan_link_status(void);
 
 // --- The wan document ---
 
-// Post-get handler: starts a SIM check where one is due and fills the module's subtree. 0, or -1
-// for a record without an XML subtree.
+// Post-get handler: makes "tarrow:wan" the identity of the process in the system log, starts a SIM
+// check where one is due and fills the module's subtree. 0, or -1 for a record without an XML
+// subtree.
 int wan_get(int flags, dc_args_t *dc);
 
 // Pre-get handler: fills pc_mac with the hardware address of the host in "/tmp/local/ip". 0, or -1

@@ -204,7 +204,7 @@ int vexorel_product_get_wan_link_status(wan_info_t *p_wan_sys_info) {
         return -1;
     }
     const heap_string port(get_eth_interface());
-    const int link = port ? get_link_status(port.get()) : -1;
+    const int link = get_link_status(port.get());
     if (link != 0 && link != 1) {
         syslog(wan_log, "vexorel_product_get_wan_link_status: Can't read WAN Link status \n");
         return -1;
