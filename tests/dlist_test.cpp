@@ -53,6 +53,7 @@ TEST_F(dlist_test, tokens_and_field_names) {
     EXPECT_EQ(dl_alloc_get_token(&cursor, ';'), nullptr);
     cursor = text; // a delimiter of 0 is in no text: nothing is read behind the terminator
     EXPECT_STREQ(tarrow::heap_string(dl_alloc_get_token(&cursor, '\0')).get(), ";a;;b");
+    EXPECT_EQ(cursor, nullptr);
 
     EXPECT_EQ(dl_count_meta_fields("name#ip#mac", '#'), 3);
     EXPECT_EQ(dl_count_meta_fields("", '#'), 1);
