@@ -85,6 +85,7 @@ int main(int argc, char **argv) {
         return 2;
     }
     bench::register_lists();
+    bench::register_hosts();
     bench::register_requests();
     ratio_reporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);

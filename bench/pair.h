@@ -14,6 +14,7 @@ void pair(const std::string &name, double bound, const std::function<void()> &op
           const std::function<void()> &floor, int repetitions = 0);
 
 void register_lists();
+void register_hosts();
 void register_requests();
 
 } // namespace bench

@@ -7,7 +7,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "dlist.h"
 #include "xml.h"
+
+using tarrow::leading_entries;
+using tarrow::replace_entry;
 
 namespace {
 
@@ -19,15 +23,6 @@ bool is_present(char *const *record) {
     return record[0] != nullptr;
 }
 
-/// The number of entries before the first null one.
-int leading_entries(char *const *entries) {
-    int count = 0;
-    while (count < max_fields && entries[count] != nullptr) {
-        ++count;
-    }
-    return count;
-}
-
 /// The slot after the last present record.
 int end_of_records(const dlist_node_t *dlist) {
     int end = max_records;
@@ -35,13 +30,6 @@ int end_of_records(const dlist_node_t *dlist) {
         --end;
     }
     return end;
-}
-
-void replace(char *&field, char *text) {
-    if (field != nullptr) {
-        std::free(field);
-    }
-    field = text;
 }
 
 /// A heap copy of the text up to the next delimiter; moves the cursor past it, or to null at the
@@ -70,20 +58,20 @@ bool parse_record(const char *&cursor, char **record, int field_count, char fiel
                   char record_delim) {
     for (int f = 0; f < field_count; ++f) {
         char *token = next_token(cursor, f == field_count - 1 ? record_delim : field_delim);
-        replace(record[f], token);
+        replace_entry(record[f], token);
         if (token == nullptr) {
             if (f > 0) {
                 std::fputs("Malformed variable\n", stderr);
             }
             // A reader stops at this field; what an earlier list left behind it is not kept either.
             for (int rest = f + 1; rest < max_fields; ++rest) {
-                replace(record[rest], nullptr);
+                replace_entry(record[rest], nullptr);
             }
             return false;
         }
     }
     for (int rest = field_count; rest < max_fields; ++rest) {
-        replace(record[rest], nullptr);
+        replace_entry(record[rest], nullptr);
     }
     return true;
 }
@@ -132,7 +120,7 @@ int dl_get_meta_fields(const char *metaval, dlist_node_t *dlist, char delim) {
         return 0;
     }
     for (char *&name : dlist->dn_meta) { // after the last token the names are null
-        replace(name, next_token(metaval, delim));
+        replace_entry(name, next_token(metaval, delim));
     }
     return leading_entries(dlist->dn_meta);
 }
@@ -289,7 +277,7 @@ void dl_dlist_delete_record(dlist_node_t *dlist, int record) {
         return;
     }
     for (char *&field : dlist->dn_dlist[record]) {
-        replace(field, nullptr);
+        replace_entry(field, nullptr);
     }
 }
 
@@ -307,7 +295,7 @@ void dl_dlist_add_edit_record(dlist_node_t *dlist, int record, mxml_node_t *item
         }
         const char *text = tarrow::element_text(child);
         if (char *copy = strdup(text != nullptr ? text : ""); copy != nullptr) {
-            replace(dlist->dn_dlist[record][field], copy);
+            replace_entry(dlist->dn_dlist[record][field], copy);
         }
     }
 }
@@ -320,6 +308,6 @@ void dl_free_dlist(dlist_node_t *dlist) {
         dl_dlist_delete_record(dlist, r);
     }
     for (char *&name : dlist->dn_meta) {
-        replace(name, nullptr);
+        replace_entry(name, nullptr);
     }
 }

@@ -6,7 +6,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "modules/device_management/device_management_applet.h"
 #include "modules/wan/wan_applet.h"
+#include "modules/wlan_cli_scan/wlan_cli_scan_applet.h"
+#include "modules/wlan_security/wlan_security_applet.h"
+#include "modules/wlan_wps_client/wlan_wps_client_applet.h"
 
 namespace {
 
@@ -33,6 +37,7 @@ constexpr std::array<applet_info, 32> applets = {{
      .di_version = 1,
      .di_handler_post_set_cmd = "/etc/init.d/wlan_cli_scan_post_set.sh",
      .di_handler_pre_get_cmd = "/etc/init.d/wlan_cli_scan_pre_get.sh",
+     .di_handler_post_get_func = wlan_cli_scan_post_get,
      .di_rd = '#',
      .di_fd = '@'},
     {.di_modname = "pin_puk", .di_version = 1},
@@ -46,6 +51,8 @@ constexpr std::array<applet_info, 32> applets = {{
     {.di_modname = "device_management",
      .di_version = 1,
      .di_handler_post_set_cmd = "/etc/init.d/device_management_post_set.sh",
+     .di_handler_pre_get_func = get_connected_type,
+     .di_handler_post_get_func = get_connected_hosts,
      .di_rd = ' ',
      .di_fd = '#'},
     {.di_modname = "wlan_settings",
@@ -55,11 +62,14 @@ constexpr std::array<applet_info, 32> applets = {{
     {.di_modname = "wlan_security",
      .di_version = 1,
      .di_handler_pre_set_cmd = "/etc/init.d/wlan_security_pre_set.sh",
-     .di_handler_post_set_cmd = "/etc/init.d/wlan_security_post_set.sh"},
+     .di_handler_post_set_cmd = "/etc/init.d/wlan_security_post_set.sh",
+     .di_handler_post_get_func = wlan_security_post_get},
     {.di_modname = "wlan_wps_client",
      .di_version = 1,
+     .di_handler_pre_set_func = wlan_wps_client_pre_set,
      .di_handler_pre_set_cmd = "/etc/init.d/wlan_wps_client_pre_set.sh",
-     .di_handler_post_set_cmd = "/etc/init.d/wlan_wps_client_post_set.sh"},
+     .di_handler_post_set_cmd = "/etc/init.d/wlan_wps_client_post_set.sh",
+     .di_handler_post_get_func = wlan_wps_client_post_get},
     {.di_modname = "wlan_mac_filters",
      .di_version = 1,
      .di_handler_pre_set_cmd = "/etc/init.d/wlan_mac_filters_pre_set.sh",

@@ -86,6 +86,19 @@ std::string setting(const char *module, const char *key) {
     return value ? value.get() : "(absent)";
 }
 
+list::list(const std::string &names, const std::string &stored) : table_(new dlist_node_t) {
+    dl_dlist_init(table_.get());
+    const int fields = dl_get_meta_fields(names.c_str(), table_.get(), '#');
+    dl_variable_to_dlist_alloc(stored.c_str(), table_.get(), fields, '#', ' ');
+}
+list::~list() { dl_free_dlist(table_.get()); }
+
+std::string list::text() const {
+    char *value = nullptr;
+    dl_dlist_to_variable(&value, table_.get(), '#', ' ');
+    return tarrow::heap_string(value).get();
+}
+
 std::string output_of(const std::string &command) {
     FILE *stream = popen(command.c_str(), "r");
     std::string output;

@@ -33,6 +33,23 @@ void set_setting(const char *module, const char *key, const std::string &value);
 /// The value, or "(absent)".
 std::string setting(const char *module, const char *key);
 
+/// A record table that is released with this.
+class list {
+public:
+    /// A table of the named fields (joined by "#") and the records of a stored string.
+    explicit list(const std::string &names, const std::string &stored = "");
+    list(const list &) = delete;
+    list &operator=(const list &) = delete;
+    ~list();
+
+    dlist_node_t *get() { return table_.get(); }
+    /// The table as a stored string.
+    std::string text() const;
+
+private:
+    std::unique_ptr<dlist_node_t> table_;
+};
+
 /// What a command prints, and "exit N" after it when it fails.
 std::string output_of(const std::string &command);
 

@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstring>
 
+#include "../../callback.h"
 #include "../../command.h"
 #include "../../files.h"
 #include "../../settings.h"
@@ -168,24 +169,22 @@ constexpr std::array<cellular_element, 10> cellular_elements = {{
     {"msisdn", request_msisdn},
 }};
 
-bool has_subtree(const dc_args_t *dc) {
-    return dc != nullptr && dc->dc_type == TARROW_CB_ARGS_XML && dc->dc_data.dc_subnode != nullptr;
-}
-
 } // namespace
 
 int wan_get(int /*flags*/, dc_args_t *dc) {
     openlog("tarrow:wan", LOG_ODELAY, LOG_SYSLOG);
-    if (!has_subtree(dc)) {
+    mxml_node_t *root = tarrow::subtree_of(dc);
+    if (root == nullptr) {
         return -1;
     }
     check_sim_status();
-    wan_xml_get(dc->dc_data.dc_subnode);
+    wan_xml_get(root);
     return 0;
 }
 
 int wan_pc_mac_get(int /*flags*/, dc_args_t *dc) {
-    if (!has_subtree(dc)) {
+    mxml_node_t *root = tarrow::subtree_of(dc);
+    if (root == nullptr) {
         return -1;
     }
     std::array<char, 16> address;
@@ -194,7 +193,6 @@ int wan_pc_mac_get(int /*flags*/, dc_args_t *dc) {
     if (const char *found = get_mac_from_ip(address.data()); found != nullptr) {
         std::strncpy(mac.data(), found, mac.size() - 1);
     }
-    mxml_node_t *root = dc->dc_data.dc_subnode;
     mxml_node_t *element = mac[0] != '\0' ? find_child(root, "pc_mac") : nullptr;
     if (element != nullptr) {
         tarrow::move_last(root, element);

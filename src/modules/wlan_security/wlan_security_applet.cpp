@@ -1,0 +1,59 @@
+// The Wi-Fi security page: whether an external WPS registrar is active, and the access point's WPS
+// PIN.
+
+#include "wlan_security_applet.h"
+
+#include <array>
+
+#include "../../callback.h"
+#include "../../files.h"
+#include "../../xml.h"
+
+namespace {
+
+/// Reads the first bytes of the first of two files that opens over a text, as many as there are.
+void read_over(const char *preferred, const char *other, char *text, std::size_t size) {
+    tarrow::file source = tarrow::open_for_reading(preferred);
+    if (!source) {
+        source = tarrow::open_for_reading(other);
+    }
+    if (source) {
+        std::fread(text, 1, size, source.get());
+    }
+}
+
+const char *get_ext_registrar_status() {
+    char state = '0';
+    read_over("/tmp/wsc/wdev0ap0/wsc_ext_reg.txt", "/tmp/wsc/wsc_ext_reg.txt", &state, 1);
+    return state == '2' ? "1" : "0";
+}
+
+using pin_text = std::array<char, sizeof("73920518")>;
+
+pin_text get_ap_pin() {
+    pin_text pin = {"73920518"}; // the PIN of an access point that has made none yet
+    read_over("/tmp/wsc/wdev0ap0/wsc_ap_pin.txt", "/tmp/wsc/wsc_ap_pin.txt", pin.data(),
+              pin.size() - 1);
+    return pin;
+}
+
+} // namespace
+
+int wlan_security_post_get(int /*flags*/, dc_args_t *dc) {
+    mxml_node_t *root = tarrow::subtree_of(dc);
+    if (root == nullptr) {
+        return -1;
+    }
+    mxml_node_t *wlan0 = tarrow::find_child(root, "wlan0");
+    if (mxml_node_t *element = tarrow::find_child(wlan0, "ext_registrar"); element != nullptr) {
+        const char *status = get_ext_registrar_status();
+        tarrow::move_last(wlan0, element);
+        tarrow::add_opaque(element, status);
+    }
+    if (mxml_node_t *element = tarrow::find_child(wlan0, "ap_pin"); element != nullptr) {
+        const pin_text pin = get_ap_pin();
+        tarrow::move_last(wlan0, element);
+        tarrow::add_opaque(element, pin.data());
+    }
+    return 0;
+}

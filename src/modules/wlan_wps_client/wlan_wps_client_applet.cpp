@@ -1,0 +1,38 @@
+// The WPS page: how the last WPS run ended.
+
+#include "wlan_wps_client_applet.h"
+
+#include <array>
+
+#include "../../callback.h"
+#include "../../files.h"
+#include "../../xml.h"
+
+namespace {
+
+std::array<char, 2> get_wps_status() {
+    std::array<char, 2> status = {"0"};
+    if (const tarrow::file result = tarrow::open_for_reading("/tmp/wps/wps_result"); result) {
+        std::fread(status.data(), 1, 1, result.get());
+    }
+    return status;
+}
+
+} // namespace
+
+int wlan_wps_client_post_get(int /*flags*/, dc_args_t *dc) {
+    mxml_node_t *root = tarrow::subtree_of(dc);
+    if (root == nullptr) {
+        return -1;
+    }
+    if (mxml_node_t *element = tarrow::find_child(root, "wps_result"); element != nullptr) {
+        const std::array<char, 2> status = get_wps_status();
+        tarrow::move_last(root, element);
+        tarrow::add_opaque(element, status.data());
+    }
+    return 0;
+}
+
+int wlan_wps_client_pre_set(int /*flags*/, dc_args_t * /*dc*/) {
+    return 0;
+}
