@@ -10,38 +10,20 @@ namespace {
 
 using namespace testing_device;
 
-/// A table with the fields name, ip and mac, released when the test ends.
+constexpr char names[] = "name#ip#mac";
+
 class dlist_test : public device_test {
 protected:
-    dlist_test() : owned_(new dlist_node_t), table(owned_.get()) {
-        dl_dlist_init(table);
-        fill("");
-    }
-    ~dlist_test() override { dl_free_dlist(table); }
+    list table{names};
 
     void fill(const std::string &value, int fields = 3) {
-        dl_free_dlist(table);
-        dl_get_meta_fields("name#ip#mac", table, '#');
+        dl_free_dlist(table.get());
+        dl_get_meta_fields(names, table.get(), '#');
         // Only the low 8 bits of a delimiter count.
-        dl_variable_to_dlist_alloc(value.c_str(), table, fields, '#' + 256, ' ' - 256);
+        dl_variable_to_dlist_alloc(value.c_str(), table.get(), fields, '#' + 256, ' ' - 256);
     }
-    void fill_all() {
-        std::string value;
-        for (int i = 0; i <= 500; ++i) { value += (i > 0 ? " k" : "k") + std::to_string(i) + "#v"; }
-        fill(value, 2);
-    }
-    std::string text() {
-        char *value = nullptr;
-        dl_dlist_to_variable(&value, table, '#', ' ');
-        return tarrow::heap_string(value).get();
-    }
-    void post(const std::string &items) { dl_xmllist_to_dlist(parse("<p>" + items + "</p>").get(), table); }
-
-private:
-    std::unique_ptr<dlist_node_t> owned_;
-
-protected:
-    dlist_node_t *table;
+    void post(const std::string &items) { dl_xmllist_to_dlist(parse("<p>" + items + "</p>").get(), table.get()); }
+    char *&field(int record, int f) { return table.get()->dn_dlist[record][f]; }
 };
 
 TEST_F(dlist_test, tokens_and_field_names) {
@@ -58,11 +40,11 @@ TEST_F(dlist_test, tokens_and_field_names) {
     EXPECT_EQ(dl_count_meta_fields("name#ip#mac", '#'), 3);
     EXPECT_EQ(dl_count_meta_fields("", '#'), 1);
     EXPECT_EQ(dl_count_meta_fields("#############", '#'), 14);
-    EXPECT_EQ(dl_get_meta_fields("a,b,c,d,e,f,g,h,i,j,k,l,m,n", table, ','), 12);
-    EXPECT_STREQ(table->dn_meta[11], "l");
-    EXPECT_EQ(dl_get_meta_fields("only", table, ','), 1);
-    EXPECT_EQ(table->dn_meta[11], nullptr);
-    EXPECT_EQ(dl_get_meta_fields(nullptr, table, ','), 0);
+    EXPECT_EQ(dl_get_meta_fields("a,b,c,d,e,f,g,h,i,j,k,l,m,n", table.get(), ','), 12);
+    EXPECT_STREQ(table.get()->dn_meta[11], "l");
+    EXPECT_EQ(dl_get_meta_fields("only", table.get(), ','), 1);
+    EXPECT_EQ(table.get()->dn_meta[11], nullptr);
+    EXPECT_EQ(dl_get_meta_fields(nullptr, table.get(), ','), 0);
 }
 
 TEST_F(dlist_test, stored_strings_survive_a_parse_and_a_write) {
@@ -87,29 +69,29 @@ TEST_F(dlist_test, stored_strings_survive_a_parse_and_a_write) {
         testing::internal::CaptureStderr();
         fill(c.value, c.fields);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), c.is_malformed ? "Malformed variable\n" : "");
-        EXPECT_EQ(text(), c.written) << c.value;
+        EXPECT_EQ(table.text(), c.written) << c.value;
     }
     fill("a#1#2 b#1#2 c#1#2");
-    dl_variable_to_dlist_alloc("x#9", table, 2, '#', ' '); // into a table in use: nothing leaks
-    EXPECT_EQ(text(), "x#9 c#1#2");
+    dl_variable_to_dlist_alloc("x#9", table.get(), 2, '#', ' '); // into a table in use: nothing leaks
+    EXPECT_EQ(table.text(), "x#9 c#1#2");
 }
 
 TEST_F(dlist_test, items_are_numbered_without_gaps_and_end_at_the_first_absent_field) {
     fill("a#1#m b#2#m c#3#m");
-    dl_dlist_delete_record(table, 1);
-    std::free(std::exchange(table->dn_dlist[2][1], nullptr));
-    table->dn_dlist[0][3] = strdup("without a name");
+    dl_dlist_delete_record(table.get(), 1);
+    std::free(std::exchange(field(2, 1), nullptr));
+    field(0, 3) = strdup("without a name");
     const tree list = parse("<p><kept/></p>");
-    dl_dlist_to_xmllist(table, list.get());
+    dl_dlist_to_xmllist(table.get(), list.get());
     EXPECT_EQ(serialise(list.get()), "<p><kept /><Item index=\"1\"><name>a</name><ip>1</ip><mac>m</mac></Item>"
                                      "<Item index=\"2\"><name>c</name></Item></p>");
-    EXPECT_EQ(text(), "a#1#m#without a name c");
+    EXPECT_EQ(table.text(), "a#1#m#without a name c");
     const tree items = parse("<p/>");
     for (const int index : {41, INT_MAX}) { dl_dlist_xml_additem(items.get(), index); }
     EXPECT_EQ(serialise(items.get()), "<p><Item index=\"42\" /><Item index=\"214748364\" /></p>");
     for (const int record : {-1, 500}) {
-        dl_dlist_get_xmllist_entry(table, items.get(), record);
-        dl_dlist_delete_record(table, record);
+        dl_dlist_get_xmllist_entry(table.get(), items.get(), record);
+        dl_dlist_delete_record(table.get(), record);
     }
 }
 
@@ -132,16 +114,18 @@ TEST_F(dlist_test, posted_items) {
     for (const auto &[posted, result] : cases) {
         fill("a#1#m b#2#m c#3#m");
         post(posted);
-        EXPECT_EQ(text(), result) << posted;
+        EXPECT_EQ(table.text(), result) << posted;
     }
-    fill_all(); // a full table passes additions over
-    EXPECT_STREQ(table->dn_dlist[499][0], "k499");
+    std::string full = "k0#v";
+    for (int i = 1; i <= 500; ++i) { full += " k" + std::to_string(i) + "#v"; }
+    fill(full, 2); // a full table passes additions over
+    EXPECT_STREQ(field(499, 0), "k499");
     post("<Item><name>new</name></Item><Item><name>k7</name><ip>seven</ip></Item>");
-    EXPECT_STREQ(table->dn_dlist[7][1], "seven");
-    EXPECT_EQ(text().find("new"), std::string::npos);
-    dl_free_dlist(table); // without names there is no key
+    EXPECT_STREQ(field(7, 1), "seven");
+    EXPECT_EQ(table.text().find("new"), std::string::npos);
+    dl_free_dlist(table.get()); // without names there is no key
     post("<Item><name>d</name></Item>");
-    EXPECT_EQ(text(), "");
+    EXPECT_EQ(table.text(), "");
 }
 
 TEST_F(dlist_test, keys_are_opaque_texts_of_the_key_element) {
@@ -149,10 +133,10 @@ TEST_F(dlist_test, keys_are_opaque_texts_of_the_key_element) {
     int record = 7;
     const tree not_opaque(mxmlNewElement(nullptr, "name"));
     mxmlNewText(not_opaque.get(), 0, "k");
-    EXPECT_EQ(dl_xmllist_get_set_type(not_opaque.get(), table, &record), -1);
+    EXPECT_EQ(dl_xmllist_get_set_type(not_opaque.get(), table.get(), &record), -1);
     EXPECT_EQ(record, -1);
-    EXPECT_EQ(dl_xmllist_get_set_type(nullptr, table, &record), -1);
-    EXPECT_EQ(dl_xmllist_get_set_type(parse("<name>new</name>").get(), table, &record), 1);
+    EXPECT_EQ(dl_xmllist_get_set_type(nullptr, table.get(), &record), -1);
+    EXPECT_EQ(dl_xmllist_get_set_type(parse("<name>new</name>").get(), table.get(), &record), 1);
     EXPECT_EQ(record, 1);
 }
 
