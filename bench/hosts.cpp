@@ -18,21 +18,28 @@ struct hosts {
         dl_get_meta_fields("mac#name#first#last#type", list.get(), '#');
         std::string stored;
         for (int r = 0; r < records; ++r) {
-            stored += (r > 0 ? " " : "") + mac(r % 2 == 0 ? 71 : r % 71) + "#n#f#l#WLAN";
+            stored += (r > 0 ? " " : "") + mac(r % 2 == 0 ? 71 : r % 71) + "#n#f#l#" +
+                      (r % 4 < 2 ? "WLAN" : "USB");
         }
         dl_variable_to_dlist_alloc(stored.c_str(), list.get(), 5, '#', ' ');
         for (int i = 0; i < HOST_TABLE_ENTRIES; ++i) {
             stations.entry[i] = {strdup(" "), strdup(mac(i).c_str())};
-            arp.entry[i] = {strdup("192.168.1.2"), strdup(mac(i).c_str())};
+            bridge.entry[i] = {strdup("2"), strdup(mac(i).c_str())};
+            // Every other host's address is known from its lease alone.
+            arp.entry[i] = {strdup("192.168.1.2"), strdup(i % 2 == 0 ? mac(i).c_str() : "-")};
+            leases.entry[i] = {strdup("192.168.1.2"), strdup(mac(i).c_str()), nullptr};
         }
-        stations.num_of_entries = arp.num_of_entries = HOST_TABLE_ENTRIES;
+        stations.num_of_entries = bridge.num_of_entries = HOST_TABLE_ENTRIES;
+        arp.num_of_entries = leases.num_of_entries = HOST_TABLE_ENTRIES;
     }
     hosts(const hosts &) = delete;
     hosts &operator=(const hosts &) = delete;
     ~hosts() {
         dl_free_dlist(list.get());
         wireless_client_list_free(&stations);
+        bridge_list_free(&bridge);
         arp_list_free(&arp);
+        dhcp_client_list_free(&leases);
     }
 
     static std::string mac(int i) {
@@ -73,11 +80,15 @@ void bench::register_hosts() {
                 tarrow::replace_entry(h->list->dn_meta[5], nullptr);
                 tarrow::replace_entry(h->list->dn_meta[6], nullptr);
             },
-            [h] { // a look at each slot, and each host's comparisons in both tables
+            [h] { // a look at each slot, and each host's comparisons in its three tables
                 for (const auto &record : h->list->dn_dlist) {
                     if (record[0] != nullptr) {
-                        benchmark::DoNotOptimize(find(record[0], h->stations));
-                        benchmark::DoNotOptimize(find(record[0], h->arp));
+                        benchmark::DoNotOptimize(record[4][0] == 'U'
+                                                     ? find(record[0], h->bridge)
+                                                     : find(record[0], h->stations));
+                        if (!find(record[0], h->arp)) {
+                            benchmark::DoNotOptimize(find(record[0], h->leases));
+                        }
                     }
                 }
             });

@@ -208,12 +208,17 @@ tree page::full_request() const {
         return request;
     }
     tree request = parse(text_, reason);
-    for (mxml_node_t *node = request.get(); node != nullptr;
-         node = mxmlWalkNext(node, request.get(), MXML_DESCEND)) {
-        if (is_element(node)) {
-            mxmlElementDeleteAttr(node, "store");
-            mxmlElementDeleteAttr(node, "fields");
+    for (mxml_node_t *node = request.get(); node != nullptr;) {
+        const bool is_posted = mxmlElementGetAttr(node, "get") != nullptr;
+        mxml_node_t *next =
+            mxmlWalkNext(node, request.get(), is_posted ? MXML_NO_DESCEND : MXML_DESCEND);
+        for (const char *mark : {"store", "fields"}) {
+            mxmlElementDeleteAttr(node, mark);
         }
+        if (is_posted) {
+            mxmlDelete(node);
+        }
+        node = next;
     }
     return request;
 }

@@ -34,8 +34,9 @@ enum class element_kind {
     list,    ///< a list-valued setting
 };
 
-/// A module's page as the device has it in /etc/tarrow/pages: every element that can be asked for,
-/// marked store="text" for a setting and store="list" fields="NAME#NAME..." for a list.
+/// A module's page as the device has it in /etc/tarrow/pages: every element that can be asked for
+/// or posted, marked store="text" for a setting, store="list" fields="NAME#NAME..." for a list, and
+/// get="no" for what is only posted.
 class page {
 public:
     explicit page(const std::string &module);

@@ -24,11 +24,20 @@ bool command_builder::append(const char *text, std::size_t length, std::size_t r
 }
 
 command_builder &command_builder::text(const char *text) {
-    append(text, std::strlen(text), 0);
+    return this->text(text, std::strlen(text));
+}
+
+command_builder &command_builder::text(const char *text, std::size_t length) {
+    if (complete_) { // nothing follows a cut
+        append(text, length, 0);
+    }
     return *this;
 }
 
 command_builder &command_builder::word(const char *text) {
+    if (!complete_) {
+        return *this;
+    }
     if (*text != '\0' && text[std::strspn(text, plain_characters)] == '\0') {
         return this->text(text);
     }

@@ -16,6 +16,8 @@ public:
 
     /// Adds fixed text of the command, as it is.
     command_builder &text(const char *text);
+    /// The same for the first characters of a text.
+    command_builder &text(const char *text, std::size_t length);
     /// Adds a text from outside as exactly one shell word: as it is when it is made only of
     /// letters, digits and "_.,:/+@%=-", single-quoted otherwise.
     command_builder &word(const char *text);
@@ -50,8 +52,8 @@ public:
     command_line &operator=(const command_line &) = delete;
 };
 
-/// Runs a line through the shell and waits for it. Gives the wait status, -1 when no shell could
-/// start.
+/// Runs a line through the shell and waits for it. Gives the wait status; without a shell it is
+/// -1 or that of exit status 127.
 int run(const char *line);
 inline int run(const command_builder &line) {
     return run(line.c_str());

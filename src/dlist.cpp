@@ -222,8 +222,7 @@ int dl_xmllist_get_set_type(mxml_node_t *subnode, const dlist_node_t *dlist, int
         return TARROW_DLIST_NO_KEY;
     }
     *record = -1;
-    mxml_node_t *child = mxmlGetFirstChild(subnode);
-    const char *key = mxmlGetType(child) == MXML_OPAQUE ? mxmlGetOpaque(child) : nullptr;
+    const char *key = tarrow::opaque_text(subnode);
     if (key == nullptr || dlist == nullptr) {
         return TARROW_DLIST_NO_KEY;
     }

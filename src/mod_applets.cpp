@@ -6,7 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "modules/contacts/contacts_applet.h"
 #include "modules/device_management/device_management_applet.h"
+#include "modules/pin_puk/pin_puk_applet.h"
+#include "modules/sms/sms_applet.h"
 #include "modules/wan/wan_applet.h"
 #include "modules/wlan_cli_scan/wlan_cli_scan_applet.h"
 #include "modules/wlan_security/wlan_security_applet.h"
@@ -40,7 +43,10 @@ constexpr std::array<applet_info, 32> applets = {{
      .di_handler_post_get_func = wlan_cli_scan_post_get,
      .di_rd = '#',
      .di_fd = '@'},
-    {.di_modname = "pin_puk", .di_version = 1},
+    {.di_modname = "pin_puk",
+     .di_version = 1,
+     .di_handler_post_set_func = pin_puk_post_set,
+     .di_handler_post_get_func = pin_puk_post_get},
     {.di_modname = "locale",
      .di_version = 1,
      .di_handler_post_set_cmd = "/etc/init.d/locale_config.sh"},
@@ -124,11 +130,15 @@ constexpr std::array<applet_info, 32> applets = {{
      .di_handler_post_set_cmd = "/etc/init.d/sysinfo_config.sh"},
     {.di_modname = "sms",
      .di_version = 1,
+     .di_handler_pre_set_func = sms_pre_set,
      .di_handler_post_set_cmd = "/etc/init.d/sms_post_set.sh",
+     .di_handler_pre_get_func = sms_pre_get,
+     .di_handler_post_get_func = sms_post_get,
      .di_rd = ' ',
      .di_fd = '#'},
     {.di_modname = "contacts",
      .di_version = 1,
+     .di_handler_post_set_func = contacts_post_set,
      .di_handler_pre_get_cmd = "/etc/init.d/contacts_pre_get.sh",
      .di_rd = '^',
      .di_fd = ':'},

@@ -35,6 +35,11 @@ const char *element_text(mxml_node_t *element) {
     }
 }
 
+const char *opaque_text(mxml_node_t *element) {
+    mxml_node_t *child = mxmlGetFirstChild(element);
+    return mxmlGetType(child) == MXML_OPAQUE ? mxmlGetOpaque(child) : nullptr;
+}
+
 mxml_node_t *add_element(mxml_node_t *parent, const char *name) {
     mxml_node_t *element = mxmlNewElement(parent, name);
     return keep_whole(element, mxmlGetElement(element));

@@ -16,6 +16,9 @@ mxml_node_t *find_below(mxml_node_t *parent, const char *name);
 /// something else.
 const char *element_text(mxml_node_t *element);
 
+/// The same for an opaque text only, which is what a page posts.
+const char *opaque_text(mxml_node_t *element);
+
 /// Adds an empty element as the last child. Gives null for a null name or when memory runs out.
 mxml_node_t *add_element(mxml_node_t *parent, const char *name);
 

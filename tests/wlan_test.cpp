@@ -48,10 +48,17 @@ TEST_F(wlan_test, the_associated_network_is_marked_in_the_scan_list) {
     EXPECT_FALSE(exists("/tmp/wifi_conn_test.log"));
     write_file("/tmp/wifi_status.txt", "Net:1:k:a\n");
     EXPECT_EQ(scan("a#b#c#d#e#f#g#h#i#j", "Net"), "a b c d e f g h i j | Net"); // no room for three
-    EXPECT_EQ(scan("ssid", "Net"), "ssid connected key_mgmt ip_address | Net#1#k#a\n");
+    EXPECT_EQ(scan("a#b#c#d#e#f#g#h#i", "Net#b#c#d#e#f#g#h#i"),
+              "a b c d e f g h i connected key_mgmt ip_address | Net#b#c#d#e#f#g#h#i#1#k#a\n");
+    const std::string ssid(49, 's'); // the longest that is kept
+    write_file("/tmp/wifi_status.txt", ssid + "s:1:k:a\n");
+    EXPECT_EQ(scan("ssid", "other " + ssid), "ssid connected key_mgmt ip_address | other " + ssid + "#1#k#a\n");
+    write_file("/tmp/wifi_status.txt", "Net:1:k:a\n");
+    EXPECT_EQ(scan("ssid", "net Net"), "ssid connected key_mgmt ip_address | net Net#1#k#a\n");
     EXPECT_EQ(read_file("/tmp/wifi_conn_test.log"), "string in wifi_status.txt is:Net:1:k:a\n\n"
                                                     "ssid conn keymgmt  ip_address are: Net,1,k,a\n\n"
-                                                    "dlist->dn_dlist[record][0],ssid,strlen(ssid) are:0,Net,Net,3\n");
+                                                    "dlist->dn_dlist[record][0],ssid,strlen(ssid) are:0,net,Net,3\n"
+                                                    "dlist->dn_dlist[record][0],ssid,strlen(ssid) are:1,Net,Net,3\n");
     output_of("rm /tmp/wifi_conn_test.log; mkdir /tmp/wifi_conn_test.log"); // no trace: all else goes on
     EXPECT_EQ(scan("ssid", "Net"), "ssid connected key_mgmt ip_address | Net#1#k#a\n");
     output_of("rmdir /tmp/wifi_conn_test.log");
@@ -88,10 +95,19 @@ TEST_F(wlan_test, an_automatic_channel_is_asked_for_every_other_time) {
         output_of("rm -f /tmp/channel.txt");
     }
     EXPECT_FALSE(exists("/tmp/x"));
+    write_file("/tmp/channel.txt", "a-channel-of-many-letters\n");
+    EXPECT_EQ(channel(), "a-channel-of-many-l");
+    EXPECT_EQ(log(), strings{});
+    output_of("ln -s /none/x /tmp/channel.txt"); // the notice cannot be left
+    EXPECT_EQ(channel(), "`id`;>/tmp/x;");
+    output_of("rm /tmp/channel.txt");
+    EXPECT_EQ(log(), strings{"<43>find_channel: system command is failed \n"});
+    EXPECT_EQ(log_identity(), "tarrow:wlan_settings");
+    EXPECT_EQ(wlan_get(TARROW_ACTION_GET, nullptr), -1);
 }
 
 TEST_F(wlan_test, wps_state) {
-    const std::string page = "<m><wlan0><ap_pin/><x/><ext_registrar/></wlan0></m>";
+    const std::string page = "<m><wlan0><ap_pin/><ext_registrar/><x/></wlan0></m>";
     const auto filled = [](const std::string &registrar, const std::string &pin) {
         return "<m><wlan0><x /><ext_registrar>" + registrar + "</ext_registrar><ap_pin>" + pin +
                "</ap_pin></wlan0></m>";
@@ -101,6 +117,8 @@ TEST_F(wlan_test, wps_state) {
     write_file("/tmp/wsc/wsc_ext_reg.txt", "2");
     write_file("/tmp/wsc/wsc_ap_pin.txt", "123456789012");
     EXPECT_EQ(get("wlan_security", page), filled("1", "12345678"));
+    write_file("/tmp/wsc/wdev0ap0/wsc_ext_reg.txt", "3");
+    EXPECT_EQ(get("wlan_security", page), filled("0", "12345678"));
     write_file("/tmp/wsc/wdev0ap0/wsc_ext_reg.txt", "");
     write_file("/tmp/wsc/wdev0ap0/wsc_ap_pin.txt", "99");
     EXPECT_EQ(get("wlan_security", page), filled("0", "99920518"));

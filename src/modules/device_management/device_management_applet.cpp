@@ -69,18 +69,19 @@ int mark_from_device(dlist_node_t *hosts) {
     if (!leases || !arp || !stations || !bridge) {
         return -1;
     }
-    bridge_fwd_get(bridge.get());
-    arp_get(arp.get());
-    dhcp_sys_info_get(leases.get());
-    get_wireless_clients(stations.get());
-    nr_connected_dev +=
-        tarrow::mark_connected_hosts(hosts, {bridge.get(), arp.get(), leases.get(), stations.get()},
-                                     only_connected_devices == 1);
+    const bool is_read = bridge_fwd_get(bridge.get()) >= 0 && arp_get(arp.get()) >= 0 &&
+                         dhcp_sys_info_get(leases.get()) >= 0 &&
+                         get_wireless_clients(stations.get()) >= 0;
+    if (is_read) {
+        nr_connected_dev += tarrow::mark_connected_hosts(
+            hosts, {bridge.get(), arp.get(), leases.get(), stations.get()},
+            only_connected_devices == 1);
+    }
     bridge_list_free(bridge.get());
     arp_list_free(arp.get());
     dhcp_client_list_free(leases.get());
     wireless_client_list_free(stations.get());
-    return 0;
+    return is_read ? 0 : -1;
 }
 
 } // namespace
@@ -97,8 +98,9 @@ int tarrow::mark_connected_hosts(dlist_node_t *hosts, const host_tables &tables,
             continue;
         }
         if (is_connected(record, tables)) {
+            const char *address = address_of(record[mac_field], tables);
             put(record, column, "1");
-            put(record, column + 1, address_of(record[mac_field], tables));
+            put(record, column + 1, address);
             ++count;
         } else if (only_connected) {
             dl_dlist_delete_record(hosts, r);

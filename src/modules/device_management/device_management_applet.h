@@ -9,10 +9,10 @@
 extern "C" {
 #endif
 
-// Pre-get handler: begins a request. Runs "/etc/init.d/device_management_pre_get.sh" through the
-// agent, then notes from the subtree whether only connected hosts ("connected" is "1") and whether
-// their number
-// ("nr_connected_dev" is there) are asked for. 0, or -1 for a record without an XML subtree.
+// Pre-get handler: begins a request, also with a record that it refuses. Runs
+// "/etc/init.d/device_management_pre_get.sh" through the agent, then notes from the subtree whether
+// only connected hosts are asked for ("connected" is "1"), and whether their number is
+// ("nr_connected_dev" is there). 0, or -1 for a record without an XML subtree.
 int get_connected_type(int flags, dc_args_t *dc);
 
 // Post-get handler. With a table (field 0 the MAC address, field 4 the connection type): marks each

@@ -75,7 +75,8 @@ int arp_get(arp_list_t *list);
 int dhcp_sys_info_get(dhcp_list_t *list);
 // Stations of the access point uap0, by "/system/usr/bin/wapctl"; none without that interface.
 int get_wireless_clients(wireless_list_t *list);
-// Appends the stations of one interface.
+// Appends the stations of one interface; none of one whose name does not fit a command of 49
+// characters.
 void get_wireless_clients_for_interface(const char *interface, wireless_list_t *list);
 
 // 1 when the host is on one of the bridge ports "1" to "4".

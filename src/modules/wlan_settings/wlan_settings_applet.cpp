@@ -83,7 +83,7 @@ int find_channel(char *channel) {
     output.reset();
     tarrow::command_line<128> notify;
     notify.text("echo ").word(channel).text(" > ").text(notice_file);
-    if (tarrow::run(notify) == -1) {
+    if (tarrow::run(notify) != 0) {
         syslog(log_priority, "find_channel: system command is failed \n");
         return -1;
     }

@@ -18,8 +18,8 @@ int wlan_xml_get(mxml_node_t *root);
 
 // (archive) Replaces the text of an automatic channel ("0" in the store) in channel (at least 20
 // bytes) with the channel in use: the first line of "/tmp/channel.txt", which is deleted, or what
-// "/usr/bin/wapctl sys_cfg_channel" says, which is left in that file. 0, or -1 when the utility or
-// the shell cannot be started (logged).
+// "/usr/bin/wapctl sys_cfg_channel" says, which is left in that file. 0, or -1 when the utility
+// cannot be started or the file cannot be written (logged), and for a null channel.
 int find_channel(char *channel);
 
 #ifdef __cplusplus

@@ -1,0 +1,87 @@
+// The SIM phone book: one contact written or deleted, with the modem's phone-book write command.
+
+#include "contacts_applet.h"
+
+#include <array>
+#include <cstring>
+
+#include "../../callback.h"
+#include "../../command.h"
+#include "../../files.h"
+#include "../../xml.h"
+
+namespace {
+
+constexpr std::size_t longest_contact = 56; // the characters of a contact's values together
+constexpr std::size_t longest_record = 59;  // of the index of an entry to delete
+
+/// Sends a phone-book command, whose values reach the modem as they are, in one argument.
+void write_phone_book(const char *values) {
+    std::array<char, sizeof("AT+CPBW=") + longest_record + 3> command; // and the commas
+    std::snprintf(command.data(), command.size(), "AT+CPBW=%s", values);
+    tarrow::command_line<512> line; // each character may become four
+    line.text("/usr/app/at_chat -c ").word(command.data()).text(" > /dev/null");
+    tarrow::run(line);
+}
+
+int write_contact(mxml_node_t *item, const char *record) {
+    const char *number = tarrow::element_text(tarrow::find_below(item, "number"));
+    const char *type = tarrow::element_text(tarrow::find_below(item, "type"));
+    const char *text = tarrow::element_text(tarrow::find_below(item, "text"));
+    if (number == nullptr || type == nullptr || text == nullptr ||
+        std::strlen(record) + std::strlen(number) + std::strlen(type) + std::strlen(text) >
+            longest_contact) {
+        return -1;
+    }
+    std::array<char, longest_contact + sizeof(",,,")> values;
+    std::snprintf(values.data(), values.size(), "%s,%s,%s,%s", record, number, type, text);
+    write_phone_book(values.data());
+    return 0;
+}
+
+int delete_contact(const char *record) {
+    if (std::strlen(record) > longest_record) {
+        return -1;
+    }
+    write_phone_book(record);
+    return 0;
+}
+
+} // namespace
+
+int contacts_post_set(int /*flags*/, dc_args_t *dc) {
+    mxml_node_t *root = tarrow::subtree_of(dc);
+    if (root == nullptr) {
+        return -1;
+    }
+    const int result = contacts_xml_set(root);
+    tarrow::run("sync");
+    return result;
+}
+
+int contacts_xml_set(mxml_node_t *root) {
+    mxml_node_t *contacts = tarrow::find_below(root, "sim_contacts_list");
+    if (mxmlGetFirstChild(contacts) == nullptr) {
+        return -1;
+    }
+    const char *deleted = tarrow::element_text(tarrow::find_below(root, "deleted"));
+    if (deleted == nullptr) {
+        return -1;
+    }
+    mxml_node_t *item = tarrow::find_below(contacts, "Item");
+    if (mxmlGetFirstChild(item) == nullptr) {
+        return -1;
+    }
+    const char *record = tarrow::element_text(tarrow::find_below(item, "record"));
+    if (record == nullptr) {
+        return -1;
+    }
+    switch (tarrow::parse_number(deleted).value_or(0)) {
+    case 0:
+        return write_contact(item, record);
+    case 1:
+        return delete_contact(record);
+    default:
+        return 0;
+    }
+}

@@ -1,0 +1,176 @@
+// The SIM lock page as it is read: attempts left, lock state, outcome of the last PIN change.
+// Answers of the modem are kept in files, so that a page that is read again does not ask it again.
+
+#include "pin_puk_applet.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <sys/stat.h>
+#include <syslog.h>
+
+#include "../../callback.h"
+#include "../../command.h"
+#include "../../files.h"
+#include "../../tarrow_log.h"
+#include "../../xml.h"
+#include "telephony.h"
+
+using tarrow::add_integer;
+using tarrow::find_below;
+using tarrow::read_number;
+
+namespace {
+
+constexpr int reply_wait_ms = 200;
+
+/// The name of each lock category's code in the modem's list of remaining attempts.
+constexpr std::array<const char *, 5> lock_codes = {"PH-NET PIN", "PH-NETSUB PIN", "PH-SP PIN",
+                                                    "PH-CORP PIN", "PH-SIM PIN"};
+
+void make_folder() {
+    mkdir("/tmp/telephony/", 0777);
+}
+
+/// Reads numbers with commas between them that follow a prefix at the start of the scratch file, as
+/// many as there are. Gives false when the file cannot be opened.
+template <std::size_t Count>
+bool read_reply(const char *prefix, const std::array<int *, Count> &numbers) {
+    std::array<char, 256> reply;
+    if (!tarrow::read_text(tarrow::scratch_file, reply.data(), reply.size())) {
+        return false;
+    }
+    const std::size_t length = std::strlen(prefix);
+    const char *cursor = std::strncmp(reply.data(), prefix, length) == 0 ? &reply[length] : "";
+    for (int *number : numbers) {
+        const auto value = tarrow::parse_number(cursor);
+        if (!value) {
+            break;
+        }
+        *number = *value;
+        const char *comma = std::strchr(cursor, ',');
+        cursor = comma != nullptr ? comma + 1 : "";
+    }
+    return true;
+}
+
+void keep(const char *path, int value) {
+    if (value != -1) {
+        tarrow::write_number(path, value);
+    }
+}
+
+} // namespace
+
+bool tarrow::read_lock_state(int *enabled) {
+    return read_reply("+CLCK:", std::array<int *, 1>{enabled});
+}
+
+void tarrow::wait_ms(int milliseconds) {
+    timespec left = {milliseconds / 1000, milliseconds % 1000 * 1000000L};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+void pin_puk_info_get_attempts(pin_puk_info *info) {
+    make_folder();
+    tarrow::run("/usr/app/at_chat -c AT*PINCNT | /xbin/grep PINCNT > /tmp/telephony/.tmpinfo");
+    int pin2_attempts = -1;
+    int puk2_attempts = -1;
+    if (info == nullptr ||
+        !read_reply("*PINCNT:(", std::array<int *, 4>{&info->pin_attempts, &pin2_attempts,
+                                                      &info->puk_attempts, &puk2_attempts})) {
+        return;
+    }
+    unlink(tarrow::scratch_file);
+    syslog(LOG_DEBUG, "Get the format data of PINCNT:%d,%d,%d,%d\n", info->pin_attempts,
+           pin2_attempts, info->puk_attempts, puk2_attempts);
+    keep(tarrow::pin_attempts_file, info->pin_attempts);
+    keep(tarrow::puk_attempts_file, info->puk_attempts);
+}
+
+void pin_puk_info_get_enabled(pin_puk_info *info) {
+    make_folder();
+    tarrow::run("/usr/app/at_chat -c AT+CLCK=\"SC\",2 | /xbin/grep CLCK > /tmp/telephony/.tmpinfo");
+    if (info == nullptr || !tarrow::read_lock_state(&info->pin_enabled)) {
+        return;
+    }
+    unlink(tarrow::scratch_file);
+    keep(tarrow::pin_enabled_file, info->pin_enabled);
+}
+
+void pin_puk_info_get(pin_puk_info *info) {
+    pin_puk_info_get_attempts(info);
+    pin_puk_info_get_enabled(info);
+}
+
+void mep_get_attempts(int32_t *attempts) {
+    constexpr char name[] = "mep_get_attempts";
+    if (attempts == nullptr) {
+        return;
+    }
+    const auto category = read_number(tarrow::mep_category_file);
+    if (!category) {
+        __tarrow_log_print(0, nullptr, "%s open file fails\n", name);
+        return;
+    }
+    if (*category < 0 || *category >= static_cast<int>(lock_codes.size())) {
+        __tarrow_log_print(0, nullptr, "%s invalid mep category: %d\n", name, *category);
+        return;
+    }
+    tarrow::command_line<256> line;
+    line.text("/usr/app/at_chat -c AT+CPINR | /xbin/grep \"")
+        .text(lock_codes[static_cast<std::size_t>(*category)])
+        .text("\" | /xbin/cut -d \",\" -f2 | /xbin/cut -d \" \" -f2 > /tmp/telephony/.tmpinfo");
+    tarrow::run(line);
+    tarrow::wait_ms(reply_wait_ms);
+    if (read_reply("", std::array<int *, 1>{attempts})) {
+        unlink(tarrow::scratch_file);
+    }
+    __tarrow_log_print(0, nullptr, "%s cat: %d mep_attempts: %d\n", name, *category, *attempts);
+}
+
+int pin_puk_xml_get(mxml_node_t *root) {
+    pin_puk_info info = {-1, -1, -1, 0};
+    const bool is_sim_present = read_number("/tmp/cellular_sim_status").value_or(1) == 0;
+    if (mxml_node_t *element = find_below(root, "pin_attempts"); element != nullptr) {
+        if (const auto pin = read_number(tarrow::pin_attempts_file)) {
+            info.pin_attempts = *pin;
+            info.puk_attempts = read_number(tarrow::puk_attempts_file).value_or(-1);
+        } else if (is_sim_present) {
+            pin_puk_info_get_attempts(&info);
+        }
+        add_integer(element, info.pin_attempts);
+    }
+    // The PUK attempts are loaded with those of the PIN, not for themselves.
+    add_integer(find_below(root, "puk_attempts"), info.puk_attempts);
+    if (mxml_node_t *element = find_below(root, "pin_enabled"); element != nullptr) {
+        if (const auto enabled = read_number(tarrow::pin_enabled_file)) {
+            info.pin_enabled = *enabled;
+        } else if (is_sim_present) {
+            pin_puk_info_get_enabled(&info);
+        }
+        add_integer(element, info.pin_enabled);
+    }
+    if (mxml_node_t *element = find_below(root, "cmd_status"); element != nullptr) {
+        info.cmd_status = read_number(tarrow::cmd_status_file).value_or(0);
+        unlink(tarrow::cmd_status_file);
+        add_integer(element, info.cmd_status);
+    }
+    if (mxml_node_t *element = find_below(root, "mep_attempts"); element != nullptr) {
+        int32_t attempts = -1;
+        if (const auto known = read_number("/tmp/telephony/mep_attempts")) {
+            attempts = *known;
+        } else {
+            mep_get_attempts(&attempts);
+        }
+        add_integer(element, attempts);
+    }
+    return 0;
+}
+
+int pin_puk_post_get(int /*flags*/, dc_args_t *dc) {
+    mxml_node_t *root = tarrow::subtree_of(dc);
+    return root != nullptr ? pin_puk_xml_get(root) : -1;
+}

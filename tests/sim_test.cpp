@@ -1,0 +1,217 @@
+// The SIM: PIN lock, network lock and phone book, as stories through the dispatch on the device's modem.
+
+#include "support/device.h"
+
+#include <thread>
+#include <unistd.h>
+
+#include "../src/modules/contacts/contacts_applet.h"
+#include "../src/modules/pin_puk/pin_puk_applet.h"
+
+namespace {
+
+using namespace testing_device;
+
+const std::string chat = "/usr/app/at_chat ", port = "-i /dev/citty0 -c ";
+const std::string pincnt = chat + "-c AT*PINCNT", clck = chat + "-c AT+CLCK=SC,2";
+const strings sim_check = {"/usr/app/agent_client 0 /usr/app/check_sim_status.sh", "/usr/app/check_sim_status.sh"};
+
+class sim_test : public device_test {
+protected:
+    void SetUp() override {
+        device_test::SetUp();
+        output_of("/sim/sim_card new; printf 0 > /tmp/cellular_sim_status");
+    }
+    /// Posts elements to pin_puk; gives the result of the handler.
+    static int post(const std::string &elements) {
+        const tree page = parse("<pin_puk><x>" + elements + "</x></pin_puk>");
+        return pin_puk_xml_set(page.get());
+    }
+    static int post(int command, const std::string &pin, const std::string &new_pin = "") {
+        return post("<command>" + std::to_string(command) + "</command><pin>" + pin + "</pin>" +
+                    (new_pin.empty() ? "" : "<new_pin>" + new_pin + "</new_pin>"));
+    }
+    /// pin_attempts, puk_attempts, pin_enabled, cmd_status as the page reads them.
+    static std::string state() {
+        const std::string answer =
+            get("pin_puk", "<p><a><pin_attempts/></a><puk_attempts/><pin_enabled/><cmd_status/></p>");
+        return text_of(answer, "pin_attempts") + " " + text_of(answer, "puk_attempts") + " " +
+               text_of(answer, "pin_enabled") + " " + text_of(answer, "cmd_status");
+    }
+    static std::string card(const std::string &value) { return output_of("/sim/sim_card get " + value); }
+};
+
+TEST_F(sim_test, the_page_is_read_from_the_cache_or_the_modem) {
+    EXPECT_EQ(state(), "3 10 0 0");
+    EXPECT_EQ(calls(), (strings{pincnt, clck}));
+    EXPECT_EQ(log(), strings{"<15>Get the format data of PINCNT:3,3,10,10\n"});
+    EXPECT_EQ(state(), "3 10 0 0");
+    write_file("/tmp/telephony/pin_puk_cmd_status", "1");
+    EXPECT_EQ(state(), "3 10 0 1");
+    EXPECT_EQ(state(), "3 10 0 0"); // told once
+    EXPECT_EQ(get("pin_puk", "<p><puk_attempts/></p>"), "<p><puk_attempts>-1</puk_attempts></p>");
+    EXPECT_EQ(calls(), strings{});
+    output_of("rm /tmp/telephony/p*; /sim/sim_card set modem silent");
+    EXPECT_EQ(state(), "-1 -1 -1 0");
+    EXPECT_FALSE(exists("/tmp/telephony/pin_attempts") || exists("/tmp/telephony/.tmpinfo"));
+    write_file("/tmp/telephony/pin_enabled", "x"); // holds no number: as if missing
+    output_of("printf 1 > /tmp/cellular_sim_status; /sim/sim_card set modem ok");
+    calls();
+    EXPECT_EQ(state(), "-1 -1 -1 0");
+    EXPECT_EQ(calls(), strings{}); // no SIM, no command
+}
+
+TEST_F(sim_test, network_lock_attempts) {
+    const auto attempts = [&](const char *category) {
+        write_file("/tmp/telephony/mep_category", category);
+        const std::string left = text_of(get("pin_puk", "<p><mep_attempts/></p>"), "mep_attempts");
+        return left + " " + console();
+    };
+    for (const char *category : {"0", "1", "2", "3", "4"}) {
+        EXPECT_EQ(attempts(category), "5 mep_get_attempts cat: " + std::string(category) + " mep_attempts: 5\n");
+    }
+    EXPECT_EQ(calls(), strings(5, chat + "-c AT+CPINR"));
+    EXPECT_EQ(attempts("7"), "-1 mep_get_attempts invalid mep category: 7\n");
+    EXPECT_EQ(attempts(""), "-1 mep_get_attempts open file fails\n");
+    write_file("/tmp/telephony/mep_attempts", "2");
+    EXPECT_EQ(attempts("0"), "2 ");
+    EXPECT_EQ(calls(), strings{});
+}
+
+TEST_F(sim_test, lock_switched_on_and_off) {
+    EXPECT_EQ(post(1, "1234"), 0);
+    EXPECT_EQ(calls(), (strings{chat + port + "AT+CLCK=SC,1,1234", pincnt, clck}));
+    EXPECT_EQ(log()[0], "<15>Executing /usr/app/at_chat -i /dev/citty0 -c AT+CLCK=\"SC\",1,1234\n");
+    EXPECT_EQ(state(), "3 10 1 0");
+    EXPECT_EQ(post(2, "0000"), 0);
+    EXPECT_EQ(post(2, "1234"), 0);
+    EXPECT_EQ(state(), "3 10 0 0");
+    for (int i = 0; i < 3; ++i) {
+        calls();
+        post(1, "9999");
+    }
+    EXPECT_EQ(calls(), (strings{chat + port + "AT+CLCK=SC,1,9999", pincnt, clck, sim_check[0], sim_check[1]}));
+    EXPECT_EQ(read_file("/tmp/telephony/pin_status"), "2"); // waits for the PUK
+    EXPECT_EQ(post("<command>4</command><puk>12345678</puk><new_pin>5555</new_pin>"), 0);
+    EXPECT_EQ(calls().back(), chat + "-c AT+CPIN=12345678,5555");
+    EXPECT_EQ(state() + card("pin"), "3 10 0 05555");
+}
+
+TEST_F(sim_test, pin_change) {
+    const std::string query = chat + "-i/dev/citty0 -c AT+CLCK=SC,2", change = chat + port + "AT+CPWD=SC,";
+    const std::string lock = chat + port + "AT+CLCK=SC,";
+    EXPECT_EQ(post(3, "1234", "4321"), 0);
+    EXPECT_EQ(calls(), (strings{query, lock + "1,1234", change + "1234,4321", lock + "0,4321", pincnt}));
+    EXPECT_EQ(card("pin") + card("lock"), "43210");
+    EXPECT_EQ(post(3, "1111", "2222"), 0); // refused
+    EXPECT_EQ(calls(), (strings{query, lock + "1,1111", change + "1111,2222", lock + "0,1111", pincnt}));
+    EXPECT_EQ(read_file("/tmp/telephony/pin_puk_cmd_status"), "1");
+    output_of("/sim/sim_card set lock 1; /sim/sim_card set pin_left 3");
+    EXPECT_EQ(post(3, "4321", "1111"), 0);
+    EXPECT_EQ(calls(), (strings{query, change + "4321,1111", pincnt}));
+    EXPECT_EQ(card("pin") + card("lock"), "11111");
+    output_of("/sim/sim_card set modem silent; rm -r /tmp/telephony");
+    EXPECT_EQ(post(3, "1111", "2222"), 0); // the query leaves no scratch file: nothing else happens
+    EXPECT_EQ(calls(), strings{query});
+}
+
+TEST_F(sim_test, codes_entered_at_the_sim_check) {
+    output_of("/sim/sim_card set open 0; : > /tmp/unlock_sim");
+    write_file("/tmp/sim_checking_mutex", "");
+    std::thread other([] {
+        usleep(200000);
+        EXPECT_EQ(setting("wan", "cellular.pin"), "(absent)"); // nothing is stored meanwhile
+        unlink("/tmp/sim_checking_mutex");
+    });
+    EXPECT_EQ(post(5, "1234"), 0);
+    other.join();
+    EXPECT_EQ(read_file("/tmp/telephony/pin_status") + card("open"), "01");
+    EXPECT_FALSE(exists("/tmp/unlock_sim"));
+
+    for (const std::string category : {"0", "1", "2", "3", "4"}) {
+        output_of("/sim/sim_card set mep " + category + "; /usr/app/check_sim_status.sh");
+        EXPECT_EQ(read_file("/tmp/telephony/pin_status"), "5");
+        set_setting("wan", "proto", category == "2" ? "cellular" : "Cellular");
+        calls();
+        EXPECT_EQ(post("<command>6</command><mep_unlock_ck>00112233</mep_unlock_ck>"), 0);
+        EXPECT_EQ(calls()[0],
+                  category == "2" ? "/usr/app/agent_client 0 /etc/init.d/wan_cellular_start.sh restart" : sim_check[0]);
+        EXPECT_EQ(card("mep"), "none");
+    }
+    EXPECT_EQ(mep_provide_ck("00112233"), -1); // the SIM waits for no key
+    output_of("printf 5 > /tmp/telephony/pin_status; printf 7 > /tmp/telephony/mep_category");
+    EXPECT_EQ(mep_provide_ck("00112233"), -1);
+    output_of("mv /userfs/cfgdb /userfs/away; printf 0 > /tmp/telephony/mep_category");
+    EXPECT_EQ(mep_provide_ck("1"), -1);
+    EXPECT_EQ(provide_pin("1"), -1);
+    EXPECT_EQ(reset_pin_using_puk("1", "2"), -1);
+    output_of("mv /userfs/away /userfs/cfgdb");
+    setting("wan", "proto");
+}
+
+TEST_F(sim_test, refused_posts_run_nothing_and_change_nothing) {
+    for (const char *none : {"", "<command/>", "<command>0</command>", "<command>7</command>", "<command>abc</command>",
+                             "<command>1</command>", "<command>3</command><pin>1</pin>",
+                             "<command>4</command><new_pin>1</new_pin>", "<command>6</command><pin>1</pin>"}) {
+        EXPECT_EQ(post(none), -1) << none;
+    }
+    const strings hostile = {
+        "12 34",    "1;touch /tmp/x",        "$(id)", "`id`", "'", "\"", "1\n2", "*", "-1", "\xff\xfe",
+        "\xc3\xa9", std::string(100000, '1')};
+    for (int command = 1; command <= 6; ++command) {
+        EXPECT_EQ(post("<command>" + std::to_string(command) +
+                       "</command><pin>1 2</pin><new_pin>1 2</new_pin><puk>1 2</puk>"
+                       "<mep_unlock_ck>1 2</mep_unlock_ck>"),
+                  -1)
+            << command;
+    }
+    output_of("printf 5 > /tmp/telephony/pin_status; printf 0 > /tmp/telephony/mep_category");
+    EXPECT_EQ(mep_provide_ck(std::string(256, '1').c_str()), -1);
+    for (const std::string &code : hostile) {
+        for (const int result :
+             {enable_pin(code.c_str()), disable_pin(code.c_str()), change_pin("1", code.c_str()),
+              change_pin(code.c_str(), "1"), reset_pin_using_puk(code.c_str(), "1"),
+              reset_pin_using_puk("1", code.c_str()), provide_pin(code.c_str()), mep_provide_ck(code.c_str())}) {
+            EXPECT_EQ(result, -1) << code.substr(0, 9);
+        }
+    }
+    EXPECT_EQ(calls(), strings{});
+}
+
+TEST_F(sim_test, phone_book) {
+    const auto change = [](const std::string &elements, const std::string &text = "") {
+        const tree page = parse("<c>" + elements + "</c>");
+        if (!text.empty()) { // as it is, in whatever encoding
+            mxmlNewOpaque(mxmlFindElement(page.get(), page.get(), "text", nullptr, nullptr, MXML_DESCEND),
+                          text.c_str());
+        }
+        dc_args_t args = {TARROW_CB_ARGS_XML, {.dc_subnode = page.get()}, nullptr};
+        return contacts_post_set(TARROW_ACTION_SET, &args);
+    };
+    const auto write = [&](const std::string &text) {
+        return change("<deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>\"555\"</number><type>129"
+                      "</type><text/></Item><Item><record>4</record></Item></sim_contacts_list>",
+                      text);
+    };
+    const std::string command = chat + "-c AT+CPBW=3,\"555\",129,", longest(56 - 9, '\'');
+    for (const std::string &name : {std::string("\"Ann O'Hara\""), std::string("$(id)`id`;*\\ \n\xff"), longest}) {
+        EXPECT_EQ(write(name), 0);
+        EXPECT_EQ(calls(), strings{command + name});
+    }
+    EXPECT_EQ(write(longest + "x"), -1); // too long for the modem's command
+    EXPECT_EQ(write(""), -1);
+    const std::string del = "<deleted>1</deleted>",
+                      list = "<sim_contacts_list><Item><record>3</record></Item></sim_contacts_list>";
+    for (const std::string &none :
+         {list, del, del + "<sim_contacts_list/>", "<deleted>0</deleted>" + list,
+          del + "<sim_contacts_list><Item/></sim_contacts_list>",
+          del + "<sim_contacts_list><Item><record>" + std::string(60, '1') + "</record></Item></sim_contacts_list>"}) {
+        EXPECT_EQ(change(none), -1) << none;
+    }
+    EXPECT_EQ(change("<deleted>2</deleted>" + list), 0);
+    EXPECT_EQ(calls(), strings{});
+    EXPECT_EQ(change(del + list), 0);
+    EXPECT_EQ(calls(), strings{chat + "-c AT+CPBW=3"});
+}
+
+} // namespace
