@@ -8,6 +8,7 @@
 #include <string>
 #include <unistd.h>
 
+#include "../src/modules/statistics/stat_api.h"
 #include "library.h"
 #include "page.h"
 #include "request.h"
@@ -21,6 +22,8 @@ constexpr char usage[] =
     "                            standard input, or all that the module's page has\n"
     "  set MODULE FILE|-         answers a page that writes the module\n"
     "  set MODULE KEY=VALUE...   the same with values given here; a.b=v is <a><b>v</b></a>\n"
+    "  stat-selftest             asks the statistics server for one of each and prints the "
+    "answers\n"
     "  --help                    this text\n"
     "A request is the module's XML element, as in <wan><ip4/></wan>; so is the answer.\n";
 
@@ -79,6 +82,10 @@ int main(int argc, char **argv) {
     const bool is_list = command == "list" && argc == 2;
     const bool is_get = command == "get" && (argc == 3 || argc == 4);
     const bool is_set = command == "set" && argc >= 4;
+    if (command == "stat-selftest" && argc == 2) {
+        stat_client_main();
+        return flush_output();
+    }
     if (!is_list && !is_get && !is_set) {
         const bool is_help = command == "--help" && argc == 2;
         std::fputs(usage, is_help ? stdout : stderr);

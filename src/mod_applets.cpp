@@ -10,6 +10,7 @@
 #include "modules/device_management/device_management_applet.h"
 #include "modules/pin_puk/pin_puk_applet.h"
 #include "modules/sms/sms_applet.h"
+#include "modules/statistics/statistics_applet.h"
 #include "modules/wan/wan_applet.h"
 #include "modules/wlan_cli_scan/wlan_cli_scan_applet.h"
 #include "modules/wlan_security/wlan_security_applet.h"
@@ -106,7 +107,8 @@ constexpr std::array<applet_info, 32> applets = {{
     {.di_modname = "device_date", .di_version = 1},
     {.di_modname = "statistics",
      .di_version = 1,
-     .di_handler_post_set_cmd = "/etc/init.d/statistics_post_set.sh"},
+     .di_handler_post_set_cmd = "/etc/init.d/statistics_post_set.sh",
+     .di_handler_post_get_func = stat_get},
     {.di_modname = "diagnostic", .di_version = 1},
     {.di_modname = "restore_defaults",
      .di_version = 1,

@@ -32,7 +32,7 @@ expect "no process is left" "" "$(pgrep -f 'sleep 4711')"
 expect "the wan page of a fresh device" 10.64.1.2 "$(boot tarrow_host get wan | sed -n 's/.*<ip4>\(.*\)<.*/\1/p')"
 if [ "$(id -u)" = 0 ] && command -v setpriv > /dev/null; then
     copy=$(mktemp -d)
-    cp -r device "$copy" && mkdir -p "$copy/build/release" && cp build/release/{cfgdb_cmd,tarrow_host,*.so} "$copy/build/release"
+    cp -r device "$copy" && mkdir -p "$copy/build/release" && cp build/release/{cfgdb_cmd,tarrow_host,stat_server,*.so} "$copy/build/release"
     chmod -R a+rX "$copy"
     expect "an ordinary user's device" "<lan /> 0" \
         "$(cd "$copy" && echo '<lan/>' | setpriv --reuid 1234 --regid 1234 --clear-groups \

@@ -25,7 +25,8 @@ protected:
     /// Posts elements to pin_puk; gives the result of the handler.
     static int post(const std::string &elements) {
         const tree page = parse("<pin_puk><x>" + elements + "</x></pin_puk>");
-        return pin_puk_xml_set(page.get());
+        dc_args_t args = {TARROW_CB_ARGS_XML, {.dc_subnode = page.get()}, nullptr};
+        return pin_puk_post_set(TARROW_ACTION_SET, &args);
     }
     static int post(int command, const std::string &pin, const std::string &new_pin = "") {
         return post("<command>" + std::to_string(command) + "</command><pin>" + pin + "</pin>" +
@@ -44,7 +45,7 @@ protected:
 TEST_F(sim_test, the_page_is_read_from_the_cache_or_the_modem) {
     EXPECT_EQ(state(), "3 10 0 0");
     EXPECT_EQ(calls(), (strings{pincnt, clck}));
-    EXPECT_EQ(log(), strings{"<15>Get the format data of PINCNT:3,3,10,10\n"});
+    EXPECT_EQ(log(), strings{"<15>Get the format data of PINCNT:3,2,10,9\n"});
     EXPECT_EQ(state(), "3 10 0 0");
     write_file("/tmp/telephony/pin_puk_cmd_status", "1");
     EXPECT_EQ(state(), "3 10 0 1");
@@ -58,7 +59,11 @@ TEST_F(sim_test, the_page_is_read_from_the_cache_or_the_modem) {
     output_of("printf 1 > /tmp/cellular_sim_status; /sim/sim_card set modem ok");
     calls();
     EXPECT_EQ(state(), "-1 -1 -1 0");
+    output_of("rm /tmp/cellular_sim_status");
+    EXPECT_EQ(state(), "-1 -1 -1 0");
     EXPECT_EQ(calls(), strings{}); // no SIM, no command
+    output_of("rm -r /tmp/telephony; printf 0 > /tmp/cellular_sim_status; /sim/sim_card set puk_left 7");
+    EXPECT_EQ(state(), "3 7 0 0"); // the folder is made
 }
 
 TEST_F(sim_test, network_lock_attempts) {
@@ -67,8 +72,12 @@ TEST_F(sim_test, network_lock_attempts) {
         const std::string left = text_of(get("pin_puk", "<p><mep_attempts/></p>"), "mep_attempts");
         return left + " " + console();
     };
-    for (const char *category : {"0", "1", "2", "3", "4"}) {
-        EXPECT_EQ(attempts(category), "5 mep_get_attempts cat: " + std::string(category) + " mep_attempts: 5\n");
+    for (int category = 0; category < 5; ++category) { // each lock has its own
+        char trace[80];
+        std::snprintf(trace, sizeof(trace), "%d mep_get_attempts cat: %d mep_attempts: %d\n", 5 + category, category,
+                      5 + category);
+        EXPECT_EQ(attempts(std::to_string(category).c_str()), trace);
+        EXPECT_FALSE(exists("/tmp/telephony/.tmpinfo"));
     }
     EXPECT_EQ(calls(), strings(5, chat + "-c AT+CPINR"));
     EXPECT_EQ(attempts("7"), "-1 mep_get_attempts invalid mep category: 7\n");
@@ -106,11 +115,20 @@ TEST_F(sim_test, pin_change) {
     EXPECT_EQ(post(3, "1111", "2222"), 0); // refused
     EXPECT_EQ(calls(), (strings{query, lock + "1,1111", change + "1111,2222", lock + "0,1111", pincnt}));
     EXPECT_EQ(read_file("/tmp/telephony/pin_puk_cmd_status"), "1");
+    EXPECT_EQ(log().size(), 6U); // of each change the lock and the change itself, and the counters
+    post(3, "1111", "2222");
+    calls();
+    EXPECT_EQ(post(3, "1111", "2222"), 0); // the last attempt
+    EXPECT_EQ(calls().back(), sim_check[1]);
     output_of("/sim/sim_card set lock 1; /sim/sim_card set pin_left 3");
     EXPECT_EQ(post(3, "4321", "1111"), 0);
     EXPECT_EQ(calls(), (strings{query, change + "4321,1111", pincnt}));
     EXPECT_EQ(card("pin") + card("lock"), "11111");
-    output_of("/sim/sim_card set modem silent; rm -r /tmp/telephony");
+    output_of("/sim/sim_card set modem silent; rm /tmp/telephony/p*");
+    EXPECT_EQ(post(3, "1111", "2222"), 0); // no reply: the lock is left alone
+    EXPECT_EQ(calls(), (strings{query, change + "1111,2222", pincnt}));
+    EXPECT_EQ(read_file("/tmp/telephony/pin_puk_cmd_status"), "1");
+    output_of("rm -r /tmp/telephony");
     EXPECT_EQ(post(3, "1111", "2222"), 0); // the query leaves no scratch file: nothing else happens
     EXPECT_EQ(calls(), strings{query});
 }
@@ -128,10 +146,30 @@ TEST_F(sim_test, codes_entered_at_the_sim_check) {
     EXPECT_EQ(read_file("/tmp/telephony/pin_status") + card("open"), "01");
     EXPECT_FALSE(exists("/tmp/unlock_sim"));
 
+    output_of("mkdir -p /tmp/telephony; touch /tmp/unlock_sim /tmp/sim_checking_mutex");
+    for (const char *cache : {"pin_attempts", "puk_attempts", "pin_enabled"}) {
+        write_file(std::string("/tmp/telephony/") + cache, "9");
+    }
+    substitute("/usr/app/check_sim_status.sh",
+               "#!/bin/sh\n{ ls -d /tmp/unlock_sim /tmp/sim_checking_mutex /tmp/telephony/p*_* 2> /dev/null\n"
+               "cfgdb_cmd get wan cellular.puk; cfgdb_cmd get wan cellular.pin; } > /tmp/seen\n");
+    std::thread check([] {
+        usleep(150000);
+        EXPECT_EQ(setting("wan", "cellular.puk"), "(absent)");
+        unlink("/tmp/sim_checking_mutex");
+    });
+    EXPECT_EQ(post("<command>4</command><puk>12345678</puk><new_pin>5555</new_pin>"), 0);
+    check.join();
+    EXPECT_EQ(read_file("/tmp/seen"), "/tmp/telephony/pin_status\n12345678\n5555\n");
+}
+
+TEST_F(sim_test, network_lock_keys) {
     for (const std::string category : {"0", "1", "2", "3", "4"}) {
         output_of("/sim/sim_card set mep " + category + "; /usr/app/check_sim_status.sh");
         EXPECT_EQ(read_file("/tmp/telephony/pin_status"), "5");
         set_setting("wan", "proto", category == "2" ? "cellular" : "Cellular");
+        EXPECT_EQ(post("<command>6</command><mep_unlock_ck>99</mep_unlock_ck>"), 0);
+        EXPECT_EQ(card("mep_left"), "4"); // a wrong one
         calls();
         EXPECT_EQ(post("<command>6</command><mep_unlock_ck>00112233</mep_unlock_ck>"), 0);
         EXPECT_EQ(calls()[0],
@@ -167,6 +205,11 @@ TEST_F(sim_test, refused_posts_run_nothing_and_change_nothing) {
     }
     output_of("printf 5 > /tmp/telephony/pin_status; printf 0 > /tmp/telephony/mep_category");
     EXPECT_EQ(mep_provide_ck(std::string(256, '1').c_str()), -1);
+    const std::string lock_on = "/usr/app/at_chat -i /dev/citty0 -c AT+CLCK=\"SC\",1,";
+    const std::string longest(254 - lock_on.size(), '1');
+    EXPECT_EQ(enable_pin((longest + "1").c_str()), -1); // no cut code reaches the modem
+    EXPECT_EQ(post("<command>1</command><pin>12<b/>34</pin>"), -1);
+    EXPECT_EQ(post("<command>1</command><pin>12<!-- c -->34</pin>"), -1);
     for (const std::string &code : hostile) {
         for (const int result :
              {enable_pin(code.c_str()), disable_pin(code.c_str()), change_pin("1", code.c_str()),
@@ -176,6 +219,11 @@ TEST_F(sim_test, refused_posts_run_nothing_and_change_nothing) {
         }
     }
     EXPECT_EQ(calls(), strings{});
+    EXPECT_EQ(enable_pin(longest.c_str()), 0);
+    EXPECT_EQ(calls()[0], chat + port + "AT+CLCK=SC,1," + longest);
+    const std::string key(255, 'k');
+    EXPECT_EQ(mep_provide_ck(key.c_str()), 0);
+    EXPECT_EQ(setting("wan", "cellular.mep_nck"), key);
 }
 
 TEST_F(sim_test, phone_book) {
@@ -193,6 +241,7 @@ TEST_F(sim_test, phone_book) {
                       "</type><text/></Item><Item><record>4</record></Item></sim_contacts_list>",
                       text);
     };
+    substitute("/usr/bin/sync", "#!/bin/sh\n: > /tmp/synced\n");
     const std::string command = chat + "-c AT+CPBW=3,\"555\",129,", longest(56 - 9, '\'');
     for (const std::string &name : {std::string("\"Ann O'Hara\""), std::string("$(id)`id`;*\\ \n\xff"), longest}) {
         EXPECT_EQ(write(name), 0);
@@ -208,10 +257,19 @@ TEST_F(sim_test, phone_book) {
           del + "<sim_contacts_list><Item><record>" + std::string(60, '1') + "</record></Item></sim_contacts_list>"}) {
         EXPECT_EQ(change(none), -1) << none;
     }
+    EXPECT_TRUE(exists("/tmp/synced"));
     EXPECT_EQ(change("<deleted>2</deleted>" + list), 0);
     EXPECT_EQ(calls(), strings{});
     EXPECT_EQ(change(del + list), 0);
     EXPECT_EQ(calls(), strings{chat + "-c AT+CPBW=3"});
+    const std::string record59(59, '1');
+    EXPECT_EQ(change(del + "<sim_contacts_list><Item><record>" + record59 + "</record></Item></sim_contacts_list>"), 0);
+    EXPECT_EQ(calls(), strings{chat + "-c AT+CPBW=" + record59});
+    EXPECT_EQ(write("Ann"), 0);
+    EXPECT_EQ(output_of("/etc/init.d/contacts_pre_get.sh get; cfgdb_cmd get contacts sim_contacts"),
+              "3:\"555\":129:Ann\n");
+    dc_args_t none = {};
+    EXPECT_EQ(contacts_post_set(TARROW_ACTION_SET, &none), -1);
 }
 
 } // namespace

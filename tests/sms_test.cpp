@@ -46,6 +46,11 @@ TEST_F(sms_test, a_message_is_saved_listed_and_deleted_and_another_sent) {
     post("<del><sim>1</sim></del>");
     EXPECT_EQ(ask("<del><sim/></del><list><sim/></list>"), "<del><sim>OK\n</sim></del><list><sim /></list> 0");
     EXPECT_EQ(read_file("/sim/sms/sent"), "$(id)\n");
+    calls();
+    post("<del><dev>7,8</dev><sim>9</sim></del>");
+    post("<del><dev/><sim>9;x</sim></del>");
+    EXPECT_EQ(calls(), (strings{pre_set + "del dev 7,8", pre_set + "del sim 9;x"}));
+    EXPECT_EQ(ask("<del><sim/></del>"), "<del><sim>ERROR\n</sim></del> 0");
 }
 
 TEST_F(sms_test, a_posted_device_list_is_stored_message_by_message) {
@@ -121,6 +126,9 @@ TEST_F(sms_test, bad_records_and_number_concatenation) {
     const tree page = parse("<sms><concat_number/></sms>");
     dc_args_t args = {TARROW_CB_ARGS_XML, {.dc_subnode = page.get()}, nullptr};
     EXPECT_EQ(sms_post_get(TARROW_ACTION_GET, &args), 0);
+    const tree other = parse("<sms/>");
+    dc_args_t not_asked = {TARROW_CB_ARGS_XML, {.dc_subnode = other.get()}, nullptr};
+    EXPECT_EQ(sms_post_get(TARROW_ACTION_GET, &not_asked), 0);
     EXPECT_EQ(calls(), strings{"/etc/init.d/sms_post_get.sh concat_number"});
     log();
     args.dc_data.dc_subnode = nullptr;

@@ -25,9 +25,9 @@ void write_phone_book(const char *values) {
 }
 
 int write_contact(mxml_node_t *item, const char *record) {
-    const char *number = tarrow::element_text(tarrow::find_below(item, "number"));
-    const char *type = tarrow::element_text(tarrow::find_below(item, "type"));
-    const char *text = tarrow::element_text(tarrow::find_below(item, "text"));
+    const char *number = tarrow::opaque_text(tarrow::find_below(item, "number"));
+    const char *type = tarrow::opaque_text(tarrow::find_below(item, "type"));
+    const char *text = tarrow::opaque_text(tarrow::find_below(item, "text"));
     if (number == nullptr || type == nullptr || text == nullptr ||
         std::strlen(record) + std::strlen(number) + std::strlen(type) + std::strlen(text) >
             longest_contact) {
@@ -64,7 +64,7 @@ int contacts_xml_set(mxml_node_t *root) {
     if (mxmlGetFirstChild(contacts) == nullptr) {
         return -1;
     }
-    const char *deleted = tarrow::element_text(tarrow::find_below(root, "deleted"));
+    const char *deleted = tarrow::opaque_text(tarrow::find_below(root, "deleted"));
     if (deleted == nullptr) {
         return -1;
     }
@@ -72,7 +72,7 @@ int contacts_xml_set(mxml_node_t *root) {
     if (mxmlGetFirstChild(item) == nullptr) {
         return -1;
     }
-    const char *record = tarrow::element_text(tarrow::find_below(item, "record"));
+    const char *record = tarrow::opaque_text(tarrow::find_below(item, "record"));
     if (record == nullptr) {
         return -1;
     }

@@ -12,10 +12,10 @@ extern "C" {
 // of contacts_xml_set, or -1 for a record without an XML subtree.
 int contacts_post_set(int flags, dc_args_t *dc);
 
-// (archive) Writes ("deleted" is 0) or deletes (1) the phone-book entry of the first "Item" below
-// "sim_contacts_list". 0, also for another value of "deleted"; -1, and no command runs, when an
-// element is missing or empty or the values are longer than 56 characters together (59 of a record
-// to delete).
+// (archive) Writes ("deleted" is 0, or no number) or deletes (1) the phone-book entry of the first
+// "Item" below "sim_contacts_list". 0, also for another value of "deleted"; -1, and no command
+// runs, when an element is missing or empty or the values are longer than 56 characters together
+// (59 of a record to delete).
 int contacts_xml_set(mxml_node_t *root);
 
 #ifdef __cplusplus

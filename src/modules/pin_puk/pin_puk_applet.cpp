@@ -9,6 +9,7 @@
 #include <syslog.h>
 
 #include "../../callback.h"
+#include "../../clock.h"
 #include "../../command.h"
 #include "../../files.h"
 #include "../../settings.h"
@@ -29,6 +30,13 @@ constexpr std::array<const char *, 5> control_key_settings = {
     "cellular.mep_pck"};
 
 using modem_line = tarrow::command_line<command_size>;
+
+/// A posted text, or null for an element that holds anything beside one: part of a code is another
+/// code.
+const char *posted_text(mxml_node_t *element) {
+    const char *text = tarrow::opaque_text(element);
+    return mxmlGetNextSibling(mxmlGetFirstChild(element)) == nullptr ? text : nullptr;
+}
 
 bool is_code(const char *text) {
     return text != nullptr && *text != '\0' &&
@@ -115,10 +123,15 @@ void wait_for_sim_check() {
     }
 }
 
-void set(const tarrow::store &handle, const char *key, const char *value) {
+bool set(const tarrow::store &handle, const char *key, const char *value) {
     const qstr_t name = tarrow::counted(key);
     const qstr_t text = tarrow::counted(value);
-    cfgdb_set(handle.get(), &name, &text);
+    return cfgdb_set(handle.get(), &name, &text) == 0;
+}
+
+/// Closes a store, whose values are kept then. Gives false when they are not.
+bool close_store(tarrow::store handle) {
+    return cfgdb_close(handle.release()) == 0;
 }
 
 } // namespace
@@ -169,9 +182,11 @@ int reset_pin_using_puk(const char *puk, const char *new_pin) {
     if (!handle) {
         return -1;
     }
-    set(handle, "cellular.puk", puk);
-    set(handle, "cellular.pin", new_pin);
-    handle.reset();
+    // A check with codes that were stored before would cost an attempt.
+    const bool is_set = set(handle, "cellular.puk", puk) && set(handle, "cellular.pin", new_pin);
+    if (!close_store(std::move(handle)) || !is_set) {
+        return -1;
+    }
     tarrow::run("rm /tmp/unlock_sim");
     tarrow::run("rm /tmp/telephony/pin_attempts");
     tarrow::run("rm /tmp/telephony/puk_attempts");
@@ -189,8 +204,10 @@ int provide_pin(const char *pin) {
     if (!handle) {
         return -1;
     }
-    set(handle, "cellular.pin", pin);
-    handle.reset();
+    const bool is_set = set(handle, "cellular.pin", pin);
+    if (!close_store(std::move(handle)) || !is_set) {
+        return -1;
+    }
     tarrow::run("rm /tmp/unlock_sim");
     tarrow::run(sim_check);
     tarrow::wait_ms(1000);
@@ -210,10 +227,13 @@ int mep_provide_ck(const char *control_key) {
     if (!handle) {
         return -1;
     }
-    set(handle, control_key_settings[static_cast<std::size_t>(category)], control_key);
+    const bool is_set =
+        set(handle, control_key_settings[static_cast<std::size_t>(category)], control_key);
     const qstr_t proto_key = tarrow::counted("proto");
     const tarrow::heap_string proto(cfgdb_get(handle.get(), &proto_key));
-    handle.reset();
+    if (!close_store(std::move(handle)) || !is_set) {
+        return -1;
+    }
     const bool is_cellular = proto && std::strcmp(proto.get(), "cellular") == 0;
     tarrow::run(is_cellular
                     ? "/usr/app/agent_client 0 \"/etc/init.d/wan_cellular_start.sh restart\""
@@ -245,7 +265,7 @@ int pin_puk_xml_set(mxml_node_t *root) {
          [](const char *key, const char *) { return mep_provide_ck(key); }},
     }};
     const auto posted = [&](const char *name) {
-        return tarrow::element_text(tarrow::find_below(root, name));
+        return posted_text(tarrow::find_below(root, name));
     };
     const char *command = posted("command");
     const int number = command != nullptr ? tarrow::parse_number(command).value_or(0) : 0;

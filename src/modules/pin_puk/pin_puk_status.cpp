@@ -4,13 +4,12 @@
 #include "pin_puk_applet.h"
 
 #include <array>
-#include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <sys/stat.h>
 #include <syslog.h>
 
 #include "../../callback.h"
+#include "../../clock.h"
 #include "../../command.h"
 #include "../../files.h"
 #include "../../tarrow_log.h"
@@ -49,8 +48,9 @@ bool read_reply(const char *prefix, const std::array<int *, Count> &numbers) {
             break;
         }
         *number = *value;
-        const char *comma = std::strchr(cursor, ',');
-        cursor = comma != nullptr ? comma + 1 : "";
+        cursor += std::strspn(cursor, " \t\r\n\v\f+-");
+        cursor += std::strspn(cursor, "0123456789");
+        cursor = *cursor == ',' ? cursor + 1 : "";
     }
     return true;
 }
@@ -65,12 +65,6 @@ void keep(const char *path, int value) {
 
 bool tarrow::read_lock_state(int *enabled) {
     return read_reply("+CLCK:", std::array<int *, 1>{enabled});
-}
-
-void tarrow::wait_ms(int milliseconds) {
-    timespec left = {milliseconds / 1000, milliseconds % 1000 * 1000000L};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-    }
 }
 
 void pin_puk_info_get_attempts(pin_puk_info *info) {
@@ -154,8 +148,10 @@ int pin_puk_xml_get(mxml_node_t *root) {
         add_integer(element, info.pin_enabled);
     }
     if (mxml_node_t *element = find_below(root, "cmd_status"); element != nullptr) {
-        info.cmd_status = read_number(tarrow::cmd_status_file).value_or(0);
-        unlink(tarrow::cmd_status_file);
+        if (tarrow::open_for_reading(tarrow::cmd_status_file)) { // told once
+            info.cmd_status = read_number(tarrow::cmd_status_file).value_or(0);
+            unlink(tarrow::cmd_status_file);
+        }
         add_integer(element, info.cmd_status);
     }
     if (mxml_node_t *element = find_below(root, "mep_attempts"); element != nullptr) {

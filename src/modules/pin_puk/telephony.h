@@ -14,7 +14,4 @@ inline constexpr char scratch_file[] = "/tmp/telephony/.tmpinfo"; // a filtered 
 /// as it was when the reply is another. Gives false when the file cannot be opened.
 bool read_lock_state(int *enabled);
 
-/// Waits for some milliseconds, whatever signals come.
-void wait_ms(int milliseconds);
-
 } // namespace tarrow

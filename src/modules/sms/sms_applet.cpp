@@ -38,6 +38,9 @@ mxml_node_t *find_in(mxml_node_t *section, mxml_node_t *root, const char *name) 
 }
 
 tarrow::file open_answer(const char *file_name) {
+    if (file_name == nullptr) {
+        return nullptr;
+    }
     std::array<char, 50> path;
     std::snprintf(path.data(), path.size(), "%s/%s", folder, file_name);
     tarrow::file answer = tarrow::open_for_reading(path.data());
@@ -132,7 +135,7 @@ void delete_messages(mxml_node_t *root) {
 /// A text of a posted message, logged as the settings key that it stands for; null when it has
 /// none.
 const char *posted_text(mxml_node_t *item, int count, const char *name) {
-    const char *text = tarrow::opaque_text(find_below(item, name));
+    const char *text = tarrow::opaque_text(tarrow::find_child(item, name));
     if (text != nullptr) {
         syslog(LOG_INFO, "KTX.sms.%s.%s.%s[%d].%s=%s", "list", "dev", "item", count, name, text);
     }
@@ -199,7 +202,7 @@ int sms_pre_set(int /*flags*/, dc_args_t *dc) {
 
 int get_list(mxml_node_t *element, const char *file_name) {
     const tarrow::file answer = open_answer(file_name);
-    if (!answer) {
+    if (!answer || element == nullptr) {
         return -1;
     }
     int count = 0;
@@ -247,12 +250,17 @@ int get_result(mxml_node_t *element, const char *file_name) {
 }
 
 void run_command(const char *format, ...) {
+    if (format == nullptr) {
+        return;
+    }
     tarrow::command_line<768> line;
     va_list arguments;
     va_start(arguments, format);
     for (const char *next = nullptr; (next = std::strstr(format, "%s")) != nullptr;
          format = next + 2) {
-        line.text(format, static_cast<std::size_t>(next - format)).word(va_arg(arguments, char *));
+        const char *argument = va_arg(arguments, const char *);
+        line.text(format, static_cast<std::size_t>(next - format))
+            .word(argument != nullptr ? argument : "");
     }
     va_end(arguments);
     line.text(format);

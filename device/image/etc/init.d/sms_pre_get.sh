@@ -6,9 +6,10 @@ mkdir -p /tmp/telephony/sms /sim/sms
 case "$1 $2" in
     'list dev') # the settings store's backend holds "index status#pdu"
         cfgdb_cmd --backend /userfs/cfgdb/sms02.txt list sms 2> /dev/null |
+            sed 's/\\n/ /g; s/\\\\/\\/g' |
             while read -r _ index value; do
                 pdu=${value#*#}
-                if [ -n "$pdu" ]; then echo "$index#${value%%#*}#${#pdu}#$pdu"; fi
+                if [ -n "$pdu" ]; then printf '%s#%s#%s#%s\n' "$index" "${value%%#*}" ${#pdu} "$pdu"; fi
             done > /tmp/telephony/sms/.list_dev
         ;;
     'list sim') cat /sim/sms/sim > /tmp/telephony/sms/.list_sim 2> /dev/null ;;

@@ -6,21 +6,28 @@
 mkdir -p /tmp/telephony
 chat() { /usr/app/at_chat -c "$1"; }
 stored() { cfgdb_cmd get wan "cellular.$1" 2> /dev/null; }
-used() { for name; do cfgdb_cmd set wan "cellular.$name" ''; done; }
+forget() { for name; do if [ -n "$(stored "$name")" ]; then cfgdb_cmd set wan "cellular.$name" ''; fi; done; }
+# Tries a command with stored codes, which are forgotten once the modem answers: try COMMAND NAME...
+try() {
+    if [ -n "$(chat "$1")" ]; then
+        shift
+        forget "$@"
+    fi
+}
 
 if [ "$(/sim/sim_card get modem)" = absent ]; then
     printf 1 > /tmp/cellular_sim_status
+    rm -f /tmp/telephony/pin_status /tmp/telephony/mep_category
+    forget pin puk mep_nck mep_nsck mep_spck mep_cck mep_pck # the next SIM is another one
 else
     printf 0 > /tmp/cellular_sim_status
     pin=$(stored pin) puk=$(stored puk)
     if [ "$(/sim/sim_card get pin_left)" = 0 ]; then
         if [ -n "$puk" ] && [ -n "$pin" ]; then
-            chat "AT+CPIN=$puk,$pin" > /dev/null
-            used puk pin
+            try "AT+CPIN=$puk,$pin" puk pin
         fi
     elif [ "$(/sim/sim_card get open)" = 0 ] && [ -n "$pin" ]; then
-        chat "AT+CPIN=$pin" > /dev/null
-        used pin
+        try "AT+CPIN=$pin" pin
     fi
     category=$(/sim/sim_card get mep)
     if [ "$category" != none ]; then
@@ -28,10 +35,10 @@ else
         name=$(echo mep_nck mep_nsck mep_spck mep_cck mep_pck | cut -d' ' -f$((category + 1)))
         key=$(stored "$name")
         if [ -n "$key" ]; then
-            chat "AT+CLCK=PN,0,$key" > /dev/null
-            used "$name"
+            try "AT+CLCK=$(echo PN PU PP PC PS | cut -d' ' -f$((category + 1))),0,$key" "$name"
         fi
     fi
+    if [ "$(/sim/sim_card get mep)" = none ]; then rm -f /tmp/telephony/mep_category; fi
     status=0
     if [ "$(/sim/sim_card get pin_left)" = 0 ]; then status=2
     elif [ "$(/sim/sim_card get open)" = 0 ]; then status=1

@@ -1,0 +1,8 @@
+#!/bin/sh
+# Brings the stored list of contacts up to date with the SIM's phone book.
+. /sim/record
+list=
+while IFS=, read -r record number type text; do
+    list="$list${list:+^}$(printf '%s:%s:%s:%s' "$record" "$number" "$type" "$(printf %s "$text" | tr ':^' '..')")"
+done < /sim/card/phone_book
+cfgdb_cmd set contacts sim_contacts "$list"

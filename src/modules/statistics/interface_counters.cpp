@@ -1,0 +1,113 @@
+// One interface's counters: packets, drops, errors and collisions as the kernel counts them, bytes
+// as the statistics server does.
+
+#include "statistics_applet.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "../../files.h"
+#include "../../owned.h"
+
+namespace {
+
+constexpr int access_points = 8;
+
+using path_text = std::array<char, 100>;
+
+/// A counter file of an interface. A name that does not fit gives a path that is no file's.
+path_text counter_path(const char *interface, const char *counter) {
+    path_text path;
+    const int length =
+        std::snprintf(path.data(), path.size(), "/sys/class/net/%s/%s", interface, counter);
+    if (length >= static_cast<int>(path.size())) {
+        path[0] = '\0';
+    }
+    return path;
+}
+
+/// Reads a counter, of which the low 32 bits count; gives the fallback when there is none.
+uint32_t read_counter(const char *interface, const char *counter, uint32_t fallback) {
+    const tarrow::file source = tarrow::open_for_reading(counter_path(interface, counter).data());
+    std::array<char, 20> line;
+    if (!source || !tarrow::read_line(source.get(), line.data(), line.size())) {
+        return fallback;
+    }
+    return static_cast<uint32_t>(std::strtoull(line.data(), nullptr, 10));
+}
+
+void read_counter(const char *interface, const char *counter, int32_t &value) {
+    value = static_cast<int32_t>(read_counter(interface, counter, static_cast<uint32_t>(value)));
+}
+
+/// The totals of the current connection; 0 without an answer.
+void read_totals(const char *interface, statistics_t &record) {
+    const tarrow::heap<accu_get_input_t> input(
+        static_cast<accu_get_input_t *>(alloc_data(sizeof(accu_get_input_t))));
+    const tarrow::heap<accu_get_output_t> output(
+        static_cast<accu_get_output_t *>(alloc_data(sizeof(accu_get_output_t))));
+    if (!input || !output) {
+        return;
+    }
+    std::strncpy(input->interface, interface, sizeof(input->interface) - 1);
+    input->accu_type = ST_CURRENT;
+    stat_accu_get(input.get(), output.get());
+    record.rx_bytes = output->rx_bytes;
+    record.rx_gbytes = output->rx_gbytes;
+    record.tx_bytes = output->tx_bytes;
+    record.tx_gbytes = output->tx_gbytes;
+}
+
+/// Adds the transmit counters of a virtual access point that is up. Gives its transmit errors.
+uint32_t add_access_point(const char *interface, statistics_t &record) {
+    std::array<char, 20> state;
+    if (!tarrow::read_word(counter_path(interface, "operstate").data(), state.data(),
+                           state.size()) ||
+        std::strstr(state.data(), "down") != nullptr) {
+        return 0;
+    }
+    const auto add = [](int32_t value, uint32_t more) {
+        return static_cast<int32_t>(static_cast<uint32_t>(value) + more);
+    };
+    record.tx.sent += read_counter(interface, "statistics/tx_packets", 0);
+    record.tx.dropped = add(record.tx.dropped, read_counter(interface, "statistics/tx_dropped", 0));
+    const uint32_t errors = read_counter(interface, "statistics/tx_errors", 0);
+    record.tx.collisions =
+        add(record.tx.collisions, read_counter(interface, "statistics/collisions", 0));
+    return errors;
+}
+
+} // namespace
+
+int statistics_get(const char *interface, statistics_t *record) {
+    if (interface == nullptr || record == nullptr) {
+        return 1;
+    }
+    read_counter(interface, "statistics/rx_packets", record->rx.received);
+    record->errors = read_counter(interface, "statistics/rx_errors", record->errors);
+    read_counter(interface, "statistics/rx_dropped", record->rx.dropped);
+    record->tx.sent = read_counter(interface, "statistics/tx_packets", record->tx.sent);
+    record->errors += read_counter(interface, "statistics/tx_errors", 0);
+    read_counter(interface, "statistics/tx_dropped", record->tx.dropped);
+    read_counter(interface, "statistics/collisions", record->tx.collisions);
+    read_totals(interface, *record);
+    return 1;
+}
+
+int statistics_get_mbss(const char *interface, statistics_t *record) {
+    if (interface == nullptr || record == nullptr) {
+        std::puts("pointer is NULL ");
+        return -1;
+    }
+    read_counter(interface, "statistics/rx_packets", record->rx.received);
+    read_counter(interface, "statistics/rx_dropped", record->rx.dropped);
+    uint32_t errors = read_counter(interface, "statistics/rx_errors", 0);
+    for (int number = 0; number < access_points; ++number) {
+        path_text access_point;
+        std::snprintf(access_point.data(), access_point.size(), "%sap%d", interface, number);
+        errors += add_access_point(access_point.data(), *record);
+    }
+    record->errors = errors;
+    return 0;
+}

@@ -1,0 +1,256 @@
+// The exchange with the statistics server.
+
+#include "stat_api.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <sys/stat.h>
+
+#include "../../clock.h"
+#include "../../owned.h"
+
+static_assert(sizeof(io_meta_data_t) == 12 && offsetof(io_meta_data_t, cpid) == 4 &&
+              offsetof(io_meta_data_t, dsize) == 8);
+static_assert(sizeof(stat_time_t) == 44 && offsetof(stat_time_t, tm_mday) == 12 &&
+              offsetof(stat_time_t, tm_mon) == 16 && offsetof(stat_time_t, tm_year) == 20 &&
+              offsetof(stat_time_t, tm_zone) == 40);
+static_assert(sizeof(reset_input_t) == 16 && sizeof(reset_output_t) == 4);
+static_assert(sizeof(accu_get_input_t) == 108 && offsetof(accu_get_input_t, accu_type) == 16 &&
+              offsetof(accu_get_input_t, start_date) == 20 &&
+              offsetof(accu_get_input_t, end_date) == 64);
+static_assert(sizeof(accu_get_output_t) == 20 && offsetof(accu_get_output_t, rx_gbytes) == 4 &&
+              offsetof(accu_get_output_t, tx_bytes) == 8 &&
+              offsetof(accu_get_output_t, tx_gbytes) == 12 &&
+              offsetof(accu_get_output_t, connect_time) == 16);
+static_assert(sizeof(speed_get_input_t) == 16 && sizeof(speed_get_output_t) == 8 &&
+              offsetof(speed_get_output_t, tx_speed) == 4);
+
+namespace {
+
+constexpr char server_pipe[] = "/tmp/stat_server_fifo";
+constexpr char lock_file[] = "/tmp/.sflck";
+constexpr int lock_tries = 10;
+constexpr int lock_interval_ms = 500;
+
+constexpr std::array<uint32_t, OP_END> FUNC_INPUT_SIZE = {
+    sizeof(reset_input_t), sizeof(accu_get_input_t), sizeof(speed_get_input_t)};
+constexpr std::array<uint32_t, OP_END> FUNC_OUTPUT_SIZE = {
+    sizeof(reset_output_t), sizeof(accu_get_output_t), sizeof(speed_get_output_t)};
+
+int lock_fd = -1; // the held lock file
+
+/// Keeps SIGPIPE from the process while one of these lives, and leaves its handling as it was.
+class no_sigpipe {
+public:
+    no_sigpipe() {
+        sigset_t pending;
+        sigpending(&pending);
+        was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+        sigemptyset(&pipe_signal_);
+        sigaddset(&pipe_signal_, SIGPIPE);
+        sigprocmask(SIG_BLOCK, &pipe_signal_, &before_);
+    }
+    no_sigpipe(const no_sigpipe &) = delete;
+    no_sigpipe &operator=(const no_sigpipe &) = delete;
+    ~no_sigpipe() {
+        const timespec at_once = {};
+        while (!was_pending_ && sigtimedwait(&pipe_signal_, nullptr, &at_once) < 0 &&
+               errno == EINTR) {
+        }
+        sigprocmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+private:
+    sigset_t pipe_signal_;
+    sigset_t before_;
+    bool was_pending_;
+};
+
+/// Repeats a system call that a signal interrupts.
+template <typename Call>
+auto restarted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+int write_once(int fd, const void *data, uint32_t size) {
+    const no_sigpipe guard;
+    return static_cast<int>(restarted([&] { return write(fd, data, size); }));
+}
+
+int read_once(int fd, void *data, uint32_t size) {
+    return static_cast<int>(restarted([&] { return read(fd, data, size); }));
+}
+
+using pipe_path = std::array<char, 40>;
+
+pipe_path client_pipe(int32_t pid) {
+    pipe_path path;
+    std::snprintf(path.data(), path.size(), "/tmp/stat_client_%d_fifo", pid);
+    return path;
+}
+
+/// Sends a request, and takes its answer.
+void exchange(int server, const io_meta_data_t &meta, const void *input, void *output) {
+    if (write_io_meta_data(server, &meta) != 1) {
+        std::fputs("write meta data to server error\n", stderr);
+        return;
+    }
+    if (write_io_data(server, meta.dsize, input) != 1) {
+        std::fputs("write input data to server error\n", stderr);
+        return;
+    }
+    const tarrow::unique_fd answers(get_client_fifo(IO_INPUT, meta.cpid));
+    const uint32_t size = get_data_size(IO_OUTPUT, static_cast<opcode_t>(meta.op));
+    const int count = answers ? read_once(answers.get(), output, size) : -1;
+    if (count != static_cast<int>(size)) {
+        std::fprintf(stderr, "client read output error. ret:[%d] != output_dsize:[%d]\n", count,
+                     static_cast<int>(size));
+    }
+    remove_client_fifo();
+}
+
+} // namespace
+
+int call_server_func(opcode_t op, const void *input, void *output) {
+    if (op < OP_RESET || op >= OP_END || input == nullptr || output == nullptr) {
+        return -1;
+    }
+    const tarrow::unique_fd server(
+        restarted([] { return open(server_pipe, O_WRONLY | O_NONBLOCK | O_CLOEXEC); }));
+    if (!server) {
+        std::fputs("Open server fifo failure\n", stderr);
+        return -1;
+    }
+    if (enter_lock() != 1) {
+        std::fprintf(stderr, "client %d get lock fail!\n", static_cast<int>(getpid()));
+        return -1;
+    }
+    io_meta_data_t *meta = alloc_meta();
+    if (meta != nullptr) {
+        *meta = {op, static_cast<int32_t>(getpid()), get_data_size(IO_INPUT, op)};
+        exchange(server.get(), *meta, input, output);
+    }
+    const int result = meta != nullptr ? 1 : -1;
+    free_meta(meta);
+    exit_lock();
+    return result;
+}
+
+uint32_t get_data_size(io_t direction, opcode_t op) {
+    if (op < OP_RESET || op >= OP_END) {
+        return 0;
+    }
+    const auto index = static_cast<std::size_t>(op);
+    return direction == IO_INPUT    ? FUNC_INPUT_SIZE[index]
+           : direction == IO_OUTPUT ? FUNC_OUTPUT_SIZE[index]
+                                    : 0;
+}
+
+io_meta_data_t *alloc_meta() {
+    return static_cast<io_meta_data_t *>(std::calloc(1, sizeof(io_meta_data_t)));
+}
+void free_meta(io_meta_data_t *meta) {
+    std::free(meta);
+}
+void *alloc_data(uint32_t size) {
+    return std::calloc(1, size);
+}
+void free_data(void *data) {
+    std::free(data);
+}
+
+int enter_lock() {
+    for (int i = 0; i < lock_tries; ++i) {
+        lock_fd =
+            restarted([] { return open(lock_file, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666); });
+        if (lock_fd >= 0) {
+            return 1;
+        }
+        tarrow::wait_ms(lock_interval_ms);
+    }
+    return -1;
+}
+
+void exit_lock() {
+    if (lock_fd > 0) {
+        close(lock_fd);
+        lock_fd = -1;
+    }
+    unlink(lock_file);
+}
+
+int write_io_meta_data(int fd, const io_meta_data_t *meta) {
+    if (fd < 0 || meta == nullptr) {
+        return -1;
+    }
+    const int size = static_cast<int>(sizeof(*meta));
+    const int count = write_once(fd, meta, sizeof(*meta));
+    if (count != size) {
+        std::fprintf(stderr,
+                     "write_io_meta_data error. write size(%d) != sizeof io_meta_data_t(%d)\n",
+                     count, size);
+        return -1;
+    }
+    return 1;
+}
+
+int write_io_data(int fd, uint32_t size, const void *data) {
+    if (fd < 0 || data == nullptr) {
+        return -1;
+    }
+    const int count = write_once(fd, data, size);
+    if (count != static_cast<int>(size)) {
+        std::fprintf(stderr, "write_io_data error. write size(%d) != dsize(%d)\n", count,
+                     static_cast<int>(size));
+        return -1;
+    }
+    return 1;
+}
+
+int read_io_meta_data(int fd, io_meta_data_t *meta) {
+    if (fd < 0 || meta == nullptr) {
+        return -1;
+    }
+    const int size = static_cast<int>(sizeof(*meta));
+    const int count = read_once(fd, meta, sizeof(*meta));
+    if (count != size) {
+        std::fprintf(stderr,
+                     "read_io_meta_data error. read size(%d) != sizeof io_meta_data_t(%d)\n", count,
+                     size);
+        return -1;
+    }
+    return 1;
+}
+
+int read_io_data(int fd, uint32_t size, void *data) {
+    if (fd < 0 || data == nullptr) {
+        return -1;
+    }
+    const int count = read_once(fd, data, size);
+    if (count != static_cast<int>(size)) {
+        std::fprintf(stderr, "read_io_data error. read size(%d) != dsize(%d)\n", count,
+                     static_cast<int>(size));
+        return -1;
+    }
+    return 1;
+}
+
+int get_client_fifo(io_t direction, int32_t pid) {
+    const pipe_path path = client_pipe(pid);
+    if (mkfifo(path.data(), 0777) != 0 && errno != EEXIST) {
+        return -1;
+    }
+    const int mode = direction == IO_INPUT ? O_RDONLY : O_WRONLY;
+    return restarted([&] { return open(path.data(), mode | O_CLOEXEC); });
+}
+
+void remove_client_fifo() {
+    unlink(client_pipe(static_cast<int32_t>(getpid())).data());
+}
