@@ -87,6 +87,7 @@ int main(int argc, char **argv) {
     bench::register_lists();
     bench::register_hosts();
     bench::register_requests();
+    bench::register_statistics();
     ratio_reporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     return 0;

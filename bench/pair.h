@@ -16,5 +16,6 @@ void pair(const std::string &name, double bound, const std::function<void()> &op
 void register_lists();
 void register_hosts();
 void register_requests();
+void register_statistics();
 
 } // namespace bench
