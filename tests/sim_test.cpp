@@ -247,6 +247,16 @@ TEST_F(sim_test, phone_book) {
         EXPECT_EQ(write(name), 0);
         EXPECT_EQ(calls(), strings{command + name});
     }
+    const std::string hostile = "';x`$\n\xff"; // in each value
+    const tree page = parse("<c><deleted>0</deleted><sim_contacts_list><Item><record/><number/><type/><text/></Item>"
+                            "</sim_contacts_list></c>");
+    for (const char *name : {"record", "number", "type", "text"}) {
+        mxmlNewOpaque(mxmlFindElement(page.get(), page.get(), name, nullptr, nullptr, MXML_DESCEND), hostile.c_str());
+    }
+    EXPECT_EQ(contacts_xml_set(page.get()), 0);
+    std::string expected = chat + "-c AT+CPBW=" + hostile;
+    for (int i = 0; i < 3; ++i) { expected.append(",").append(hostile); }
+    EXPECT_EQ(calls(), strings{expected});
     EXPECT_EQ(write(longest + "x"), -1); // too long for the modem's command
     EXPECT_EQ(write(""), -1);
     const std::string del = "<deleted>1</deleted>",

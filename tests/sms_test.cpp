@@ -2,7 +2,9 @@
 
 #include "support/device.h"
 
+#include "../device/cfgdb/backend.h"
 #include "../src/modules/sms/sms_applet.h"
+#include "../src/settings.h"
 
 namespace {
 
@@ -109,12 +111,28 @@ TEST_F(sms_test, any_posted_text_is_one_argument) {
     const std::string send = pre_set + "send ";
     std::string every_byte;
     for (int c = 1; c < 256; ++c) { every_byte += static_cast<char>(c); }
-    for (const std::string &text :
-         {every_byte, std::string("-rf *"), std::string("\n"), std::string("'"), std::string("\xff")}) {
-        const tree page = parse("<sms><send/></sms>");
-        mxmlNewOpaque(mxmlGetFirstChild(page.get()), text.c_str());
+    for (const std::string &text : {every_byte.substr(0, 127), every_byte.substr(127), std::string("-rf *"),
+                                    std::string("\n"), std::string("'"), std::string("\xff")}) {
+        const std::pair<const char *, const char *> posts[] = {{"<send/>", "send "},
+                                                               {"<save/>", "save "},
+                                                               {"<del><dev/></del>", "del dev "},
+                                                               {"<del><sim/></del>", "del sim "}};
+        for (const auto &[elements, action] : posts) {
+            const tree page = parse("<sms>" + std::string(elements) + "</sms>");
+            mxml_node_t *element = mxmlGetFirstChild(page.get());
+            mxmlNewOpaque(mxmlGetFirstChild(element) != nullptr ? mxmlGetFirstChild(element) : element, text.c_str());
+            post(page.get());
+            EXPECT_EQ(calls()[0], std::string(pre_set).append(action).append(text));
+        }
+        const tree page = parse("<sms><list><dev><item><index/><stat/><pdu/></item></dev></list></sms>");
+        for (const char *name : {"index", "stat", "pdu"}) {
+            mxmlNewOpaque(mxmlFindElement(page.get(), page.get(), name, nullptr, nullptr, MXML_DESCEND), text.c_str());
+        }
         post(page.get());
-        EXPECT_EQ(calls(), strings{send + text});
+        const tarrow::store backend(cfgdb_open_backend("/userfs/cfgdb/sms02.txt", "sms"));
+        const qstr_t key = tarrow::counted(text.c_str());
+        const tarrow::heap_string stored(cfgdb_get(backend.get(), &key));
+        EXPECT_STREQ(stored.get(), (text + "#").append(text).c_str());
     }
     post("<send>" + std::string(100000, ';') + "</send>"); // cut at 767 characters, quotes and all
     EXPECT_EQ(calls(), strings{send + std::string(767 - send.size() - 2, ';')});

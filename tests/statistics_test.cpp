@@ -3,12 +3,14 @@
 
 #include "support/device.h"
 
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -189,27 +191,132 @@ TEST_F(statistics_test, a_busy_lock_is_given_up_after_ten_tries) {
 }
 
 TEST_F(statistics_test, every_client_gets_its_own_answer) {
-    const real_server server;
-    for (int client = 0; client < 8; ++client) {
-        if (fork() == 0) {
-            int good = 0;
-            for (int i = 0; i < 10; ++i) {
-                const reset_input_t input = {"usb"};
-                reset_output_t output = {77};
-                good += stat_reset(&input, &output) == 1 && output.ret == 0 ? 1 : 0;
+    const pid_t server = fork();
+    if (server == 0) { // answers with the process that asked
+        mkfifo(server_pipe, 0666);
+        const int pipe = open(server_pipe, O_RDWR);
+        for (io_meta_data_t meta; read_io_meta_data(pipe, &meta) == 1;) {
+            char payload[108];
+            read_io_data(pipe, meta.dsize, payload);
+            const accu_get_output_t output = {static_cast<std::uint32_t>(meta.cpid), 0, 0, 0, 0};
+            const int out = get_client_fifo(IO_OUTPUT, meta.cpid);
+            if (write(out, &output, sizeof(output)) < 0) { _exit(1); }
+            close(out);
+        }
+        _exit(1);
+    }
+    for (int i = 0; i < 500 && !exists(server_pipe); ++i) { usleep(10000); }
+    usleep(50000);
+    const auto descriptors = [] {
+        int count = 0;
+        for (int fd = 0; fd < 256; ++fd) { count += fcntl(fd, F_GETFD) >= 0 ? 1 : 0; }
+        return count;
+    };
+    std::array<pid_t, 20> clients;
+    for (pid_t &client : clients) {
+        client = fork();
+        if (client == 0) {
+            const int null = open("/dev/null", O_WRONLY);
+            dup2(null, STDERR_FILENO);
+            const int before = descriptors();
+            int answered = 0, foreign = 0;
+            for (int i = 0; i < 50; ++i) { // a client may find the lock busy ten times
+                accu_get_input_t input = {};
+                accu_get_output_t output = {};
+                if (stat_accu_get(&input, &output) == 1) {
+                    ++answered;
+                    foreign += output.rx_bytes != static_cast<std::uint32_t>(getpid()) ? 1 : 0;
+                }
             }
-            _exit(good == 10 ? 0 : 1);
+            _exit(foreign == 0 && answered >= 20 && descriptors() == before ? 0 : 1);
         }
     }
-    for (int client = 0; client < 8; ++client) {
+    for (const pid_t client : clients) {
         int status = -1;
-        wait(&status);
+        waitpid(client, &status, 0);
         EXPECT_EQ(status, 0);
     }
+    kill(server, SIGKILL);
+    waitpid(server, nullptr, 0);
+    unlink(server_pipe);
     EXPECT_EQ(output_of("ls /tmp/stat_client_* 2> /dev/null | wc -l"), "0\n");
-    write_file("/sim/stat_server", "short");
+}
+
+TEST_F(statistics_test, servers_and_clients_that_go_away_and_signals_that_come) {
+    struct sigaction ignore = {}, before = {};
+    ignore.sa_handler = [](int) {};
+    sigaction(SIGALRM, &ignore, &before); // without SA_RESTART: every call that waits is interrupted
+    const itimerval often = {{0, 20000}, {0, 20000}}, never = {};
+    setitimer(ITIMER_REAL, &often, nullptr);
     accu_get_output_t output = {};
-    EXPECT_EQ(ask(output), "1 client read output error. ret:[10] != output_dsize:[20]\n");
+    mkfifo(server_pipe, 0666);
+    write_file(lock, "");
+    int pipe = open(server_pipe, O_RDWR | O_CLOEXEC);
+    std::thread leaving([&] { // the server ends while the client, which has its pipe open, waits for the lock
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        close(pipe);
+        unlink(lock);
+    });
+    EXPECT_EQ(ask(output), "1 write_io_meta_data error. write size(-1) != sizeof io_meta_data_t(12)\n"
+                           "write meta data to server error\n");
+    leaving.join();
+    unlink(server_pipe);
+    {
+        const real_server server;
+        write_file("/sim/stat_server", "late");
+        EXPECT_EQ(ask(output), "1 ");
+        write_file("/sim/stat_server", "none");
+        const pid_t client = fork();
+        if (client == 0) {
+            stat_client_main();
+            _exit(0);
+        }
+        for (int i = 0; i < 100 && !exists("/tmp/stat_client_" + std::to_string(client) + "_fifo"); ++i) {
+            usleep(20000);
+        }
+        kill(client, SIGKILL); // it dies with the lock
+        waitpid(client, nullptr, 0);
+        EXPECT_TRUE(exists(lock));
+        output_of("rm -f /tmp/.sflck /tmp/stat_client_*");
+        write_file("/sim/stat_server", "short");
+        EXPECT_EQ(ask(output), "1 client read output error. ret:[10] != output_dsize:[20]\n");
+        unlink("/sim/stat_server");
+        EXPECT_EQ(ask(output), "1 ");
+    }
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &before, nullptr);
+    alarm(60);
+}
+
+TEST_F(statistics_test, the_servers_history_and_the_self_test) {
+    const auto sent = [](accu_type_t type) {
+        accu_get_input_t input = {};
+        std::strcpy(input.interface, "ccinet0");
+        input.accu_type = type;
+        get_start_end_date(&input.start_date, &input.end_date);
+        accu_get_output_t output = {};
+        EXPECT_EQ(stat_accu_get(&input, &output), 1);
+        return output.tx_bytes;
+    };
+    std::uint32_t before = 0;
+    {
+        const real_server server;
+        before = sent(ST_ACCU);
+        EXPECT_GT(before, 0U);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(stat_client_main(), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "got output\nrx:[0] rx_g:[0] tx:[0] tx_g:[0] \n"
+                                                          "got reset output ret:[0]\nspeed output\nrx:[0] tx:[0]\n");
+    }
+    output_of("/sim/traffic 10");
+    const real_server again;
+    EXPECT_GE(sent(ST_ACCU), before + 1000);
+    const std::uint32_t current = sent(ST_CURRENT);
+    const reset_input_t input = {"ccinet0"};
+    reset_output_t output = {7};
+    EXPECT_EQ(stat_reset(&input, &output) + output.ret, 1);
+    EXPECT_LT(sent(ST_CURRENT), current);
+    EXPECT_GE(sent(ST_ACCU), before + 1000); // what was, stays
 }
 
 TEST_F(statistics_test, the_document_from_the_kernel_and_the_server) {

@@ -5,6 +5,7 @@
 // answer), "none" (no answer), "late" (an answer after a second), "quit" (ends between header and
 // payload) or "deaf" (does not read).
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -13,6 +14,7 @@
 #include <ctime>
 #include <deque>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <poll.h>
@@ -32,11 +34,16 @@ using bytes = std::uint64_t;
 constexpr char request_pipe[] = "/tmp/stat_server_fifo";
 constexpr char default_history[] = "/data/traffic.db";
 constexpr bytes gigabyte = bytes{1} << 30;
-constexpr std::size_t speed_samples = 4; // seconds over which a speed is taken
+constexpr std::size_t speed_samples = 4; // about a second apart
 
 struct traffic {
     bytes rx = 0;
     bytes tx = 0;
+};
+
+struct sample {
+    std::chrono::steady_clock::time_point time;
+    traffic counters;
 };
 
 bytes read_counter(const std::string &interface, const char *name) {
@@ -54,8 +61,19 @@ bytes growth(bytes now, bytes before) {
     return now >= before ? now - before : now;
 }
 
+/// Days in order; one beyond a month's last is counted as the 31st.
 int day_number(int year, int month, int day) {
-    return (year * 12 + month) * 32 + day;
+    return (std::clamp(year, 0, 9999) * 12 + std::clamp(month, 0, 11)) * 32 +
+           std::clamp(day, 0, 31);
+}
+
+/// Seconds since the data connection started.
+int connection_time() {
+    double uptime = 0;
+    double start = 0;
+    std::ifstream("/proc/uptime") >> uptime;
+    std::ifstream("/tmp/data_start_time") >> start;
+    return static_cast<int>(uptime - start);
 }
 
 int today() {
@@ -88,6 +106,9 @@ public:
         run(text("INSERT INTO days VALUES (%Q, %d, %lld, %lld) ON CONFLICT DO UPDATE SET"
                  " rx = rx + excluded.rx, tx = tx + excluded.tx",
                  interface.c_str(), today(), growth(now.rx, before.rx), growth(now.tx, before.tx)));
+        if (now.rx < before.rx || now.tx < before.tx) { // its counters began anew
+            run(text("DELETE FROM base WHERE interface = %Q", interface.c_str()));
+        }
         run(text("INSERT OR REPLACE INTO seen VALUES (%Q, %lld, %lld)", interface.c_str(), now.rx,
                  now.tx));
     }
@@ -136,14 +157,16 @@ class server {
 public:
     explicit server(const char *path) : history_(path) {}
 
-    /// Looks at the counters of every interface that was asked for.
-    void sample() {
-        for (auto &[interface, samples] : samples_) {
-            samples.push_back(read_kernel(interface));
+    /// Looks at the counters of every interface.
+    void take_samples() {
+        for (const auto &entry : std::filesystem::directory_iterator("/sys/class/net")) {
+            const std::string interface = entry.path().filename();
+            auto &samples = samples_[interface];
+            samples.push_back({std::chrono::steady_clock::now(), read_kernel(interface)});
             if (samples.size() > speed_samples) {
                 samples.pop_front();
             }
-            history_.account(interface, samples.back());
+            history_.account(interface, samples.back().counters);
         }
     }
     accu_get_output_t totals(const accu_get_input_t &input) {
@@ -160,17 +183,21 @@ public:
         return {static_cast<std::uint32_t>(all.rx % gigabyte),
                 static_cast<std::uint32_t>(all.rx / gigabyte),
                 static_cast<std::uint32_t>(all.tx % gigabyte),
-                static_cast<std::uint32_t>(all.tx / gigabyte), 0};
+                static_cast<std::uint32_t>(all.tx / gigabyte), connection_time()};
     }
     speed_get_output_t speed(const speed_get_input_t &input) {
-        const auto &samples = samples_[name_of(input.interface)];
-        if (samples.size() < 2) {
+        const auto found = samples_.find(name_of(input.interface));
+        if (found == samples_.end() || found->second.size() < 2) {
             return {};
         }
-        const bytes seconds = samples.size() - 1;
-        return {
-            static_cast<std::uint32_t>(growth(samples.back().rx, samples.front().rx) / seconds),
-            static_cast<std::uint32_t>(growth(samples.back().tx, samples.front().tx) / seconds)};
+        const sample &first = found->second.front();
+        const sample &last = found->second.back();
+        const double seconds = std::chrono::duration<double>(last.time - first.time).count();
+        const auto per_second = [&](bytes now, bytes before) {
+            return static_cast<std::uint32_t>(static_cast<double>(growth(now, before)) / seconds);
+        };
+        return {per_second(last.counters.rx, first.counters.rx),
+                per_second(last.counters.tx, first.counters.tx)};
     }
     reset_output_t reset(const reset_input_t &input) {
         const std::string interface = name_of(input.interface);
@@ -179,22 +206,27 @@ public:
     }
 
 private:
-    /// The interface of a request, which is sampled from now on.
     template <std::size_t Size>
-    std::string name_of(const char (&text)[Size]) {
-        std::string name(text, strnlen(text, Size));
-        samples_.try_emplace(name);
-        return name;
+    static std::string name_of(const char (&text)[Size]) {
+        return {text, strnlen(text, Size)};
     }
 
     history history_;
-    std::map<std::string, std::deque<traffic>> samples_;
+    std::map<std::string, std::deque<sample>> samples_;
 };
 
 std::string behaviour() {
     std::string word;
     std::ifstream("/sim/stat_server") >> word;
     return word;
+}
+
+/// Whether a process is there and has not ended.
+bool is_alive(int process) {
+    std::string line;
+    std::getline(std::ifstream("/proc/" + std::to_string(process) + "/stat"), line);
+    const std::size_t state = line.rfind(") ");
+    return state != std::string::npos && line.compare(state + 2, 1, "Z") != 0;
 }
 
 /// Writes an answer into the pipe of a client, which may have gone away.
@@ -210,9 +242,10 @@ void answer(const io_meta_data_t &meta, const Answer &content) {
     const std::string path = "/tmp/stat_client_" + std::to_string(meta.cpid) + "_fifo";
     mkfifo(path.c_str(), 0777);
     int pipe = -1;
-    for (int tries = 0; pipe < 0 && tries < 2000 && kill(meta.cpid, 0) == 0; ++tries) {
-        pipe = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC); // until the client reads
+    for (int tries = 0; pipe < 0 && is_alive(meta.cpid); ++tries) { // until the client reads
+        pipe = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         if (pipe < 0) {
+            mkfifo(path.c_str(), 0777);
             std::this_thread::sleep_for(tries < 200 ? 100us : 1ms);
         }
     }
@@ -227,25 +260,53 @@ void answer(const io_meta_data_t &meta, const Answer &content) {
     close(pipe);
 }
 
+/// Reads a whole record, which its client writes at once; drops what there is when it does not
+/// come.
+bool read_whole(int pipe, void *record, std::size_t size) {
+    pollfd request = {pipe, POLLIN, 0};
+    if (size > 0 && poll(&request, 1, 1000) > 0 &&
+        read(pipe, record, size) == static_cast<ssize_t>(size)) {
+        return true;
+    }
+    std::array<char, 4096> rest;
+    while (poll(&request, 1, 0) > 0 && read(pipe, rest.data(), rest.size()) > 0) {
+    }
+    return false;
+}
+
 template <typename Input>
-bool read_payload(int pipe, const io_meta_data_t &meta, Input &input) {
-    return meta.dsize == sizeof(input) && read_io_data(pipe, sizeof(input), &input) == 1;
+Input as(const std::array<char, 256> &payload) {
+    Input input;
+    std::memcpy(&input, payload.data(), sizeof(input));
+    return input;
 }
 
 void serve(server &served, int pipe) {
     io_meta_data_t meta = {};
-    if (read_io_meta_data(pipe, &meta) != 1) {
+    std::array<char, 256> payload = {};
+    if (!read_whole(pipe, &meta, sizeof(meta))) {
         return;
     }
     if (behaviour() == "quit") {
         std::exit(0);
     }
-    if (accu_get_input_t input; meta.op == OP_ACCU_GET && read_payload(pipe, meta, input)) {
-        answer(meta, served.totals(input));
-    } else if (speed_get_input_t port; meta.op == OP_SPEED_GET && read_payload(pipe, meta, port)) {
-        answer(meta, served.speed(port));
-    } else if (reset_input_t which; meta.op == OP_RESET && read_payload(pipe, meta, which)) {
-        answer(meta, served.reset(which));
+    const auto op = static_cast<opcode_t>(meta.op);
+    if (!read_whole(pipe, payload.data(), std::min<std::size_t>(meta.dsize, payload.size())) ||
+        meta.dsize != get_data_size(IO_INPUT, op)) {
+        return;
+    }
+    switch (op) {
+    case OP_ACCU_GET:
+        answer(meta, served.totals(as<accu_get_input_t>(payload)));
+        break;
+    case OP_SPEED_GET:
+        answer(meta, served.speed(as<speed_get_input_t>(payload)));
+        break;
+    case OP_RESET:
+        answer(meta, served.reset(as<reset_input_t>(payload)));
+        break;
+    default:
+        break;
     }
 }
 
@@ -265,13 +326,13 @@ int main(int argc, char **argv) {
         pollfd request = {pipe, POLLIN, 0};
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             next - std::chrono::steady_clock::now());
-        const bool is_deaf = behaviour() == "deaf";
-        if (poll(&request, is_deaf ? 0 : 1, std::max(0, static_cast<int>(left.count()))) > 0) {
+        const auto wait = static_cast<int>(std::max<long>(0, left.count()));
+        if (poll(&request, behaviour() == "deaf" ? 0 : 1, wait) > 0 && behaviour() != "deaf") {
             serve(served, pipe);
         }
         if (std::chrono::steady_clock::now() >= next) {
-            served.sample();
-            next += 1s;
+            served.take_samples();
+            next = std::chrono::steady_clock::now() + 1s;
         }
     }
 }

@@ -12,21 +12,28 @@
 #include "../../clock.h"
 #include "../../owned.h"
 
-static_assert(sizeof(io_meta_data_t) == 12 && offsetof(io_meta_data_t, cpid) == 4 &&
-              offsetof(io_meta_data_t, dsize) == 8);
-static_assert(sizeof(stat_time_t) == 44 && offsetof(stat_time_t, tm_mday) == 12 &&
-              offsetof(stat_time_t, tm_mon) == 16 && offsetof(stat_time_t, tm_year) == 20 &&
-              offsetof(stat_time_t, tm_zone) == 40);
-static_assert(sizeof(reset_input_t) == 16 && sizeof(reset_output_t) == 4);
-static_assert(sizeof(accu_get_input_t) == 108 && offsetof(accu_get_input_t, accu_type) == 16 &&
-              offsetof(accu_get_input_t, start_date) == 20 &&
-              offsetof(accu_get_input_t, end_date) == 64);
-static_assert(sizeof(accu_get_output_t) == 20 && offsetof(accu_get_output_t, rx_gbytes) == 4 &&
-              offsetof(accu_get_output_t, tx_bytes) == 8 &&
-              offsetof(accu_get_output_t, tx_gbytes) == 12 &&
-              offsetof(accu_get_output_t, connect_time) == 16);
-static_assert(sizeof(speed_get_input_t) == 16 && sizeof(speed_get_output_t) == 8 &&
-              offsetof(speed_get_output_t, tx_speed) == 4);
+static_assert(sizeof(io_meta_data_t) == 12 && offsetof(io_meta_data_t, op) == 0);
+static_assert(offsetof(io_meta_data_t, cpid) == 4 && offsetof(io_meta_data_t, dsize) == 8);
+static_assert(sizeof(stat_time_t) == 44 && offsetof(stat_time_t, tm_sec) == 0);
+static_assert(offsetof(stat_time_t, tm_min) == 4 && offsetof(stat_time_t, tm_hour) == 8);
+static_assert(offsetof(stat_time_t, tm_mday) == 12 && offsetof(stat_time_t, tm_mon) == 16);
+static_assert(offsetof(stat_time_t, tm_year) == 20 && offsetof(stat_time_t, tm_wday) == 24);
+static_assert(offsetof(stat_time_t, tm_yday) == 28 && offsetof(stat_time_t, tm_isdst) == 32);
+static_assert(offsetof(stat_time_t, tm_gmtoff) == 36 && offsetof(stat_time_t, tm_zone) == 40);
+static_assert(sizeof(reset_input_t) == 16 && offsetof(reset_input_t, interface) == 0);
+static_assert(sizeof(reset_output_t) == 4 && offsetof(reset_output_t, ret) == 0);
+static_assert(sizeof(accu_get_input_t) == 108 && offsetof(accu_get_input_t, interface) == 0);
+static_assert(offsetof(accu_get_input_t, accu_type) == 16);
+static_assert(offsetof(accu_get_input_t, start_date) == 20);
+static_assert(offsetof(accu_get_input_t, end_date) == 64);
+static_assert(sizeof(accu_get_output_t) == 20 && offsetof(accu_get_output_t, rx_bytes) == 0);
+static_assert(offsetof(accu_get_output_t, rx_gbytes) == 4);
+static_assert(offsetof(accu_get_output_t, tx_bytes) == 8);
+static_assert(offsetof(accu_get_output_t, tx_gbytes) == 12);
+static_assert(offsetof(accu_get_output_t, connect_time) == 16);
+static_assert(sizeof(speed_get_input_t) == 16 && offsetof(speed_get_input_t, interface) == 0);
+static_assert(sizeof(speed_get_output_t) == 8 && offsetof(speed_get_output_t, rx_speed) == 0);
+static_assert(offsetof(speed_get_output_t, tx_speed) == 4);
 
 namespace {
 
@@ -42,25 +49,27 @@ constexpr std::array<uint32_t, OP_END> FUNC_OUTPUT_SIZE = {
 
 int lock_fd = -1; // the held lock file
 
-/// Keeps SIGPIPE from the process while one of these lives, and leaves its handling as it was.
+/// Keeps the SIGPIPE of a write from the process, and leaves signal handling as it was.
 class no_sigpipe {
 public:
     no_sigpipe() {
+        sigemptyset(&pipe_signal_);
+        sigaddset(&pipe_signal_, SIGPIPE);
         sigset_t pending;
         sigpending(&pending);
         was_pending_ = sigismember(&pending, SIGPIPE) == 1;
-        sigemptyset(&pipe_signal_);
-        sigaddset(&pipe_signal_, SIGPIPE);
         sigprocmask(SIG_BLOCK, &pipe_signal_, &before_);
     }
     no_sigpipe(const no_sigpipe &) = delete;
     no_sigpipe &operator=(const no_sigpipe &) = delete;
-    ~no_sigpipe() {
+    ~no_sigpipe() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+    /// Takes the signal of a write that failed for want of a reader; one that waited before stays.
+    void take() const {
         const timespec at_once = {};
         while (!was_pending_ && sigtimedwait(&pipe_signal_, nullptr, &at_once) < 0 &&
                errno == EINTR) {
         }
-        sigprocmask(SIG_SETMASK, &before_, nullptr);
     }
 
 private:
@@ -81,7 +90,11 @@ auto restarted(Call call) {
 
 int write_once(int fd, const void *data, uint32_t size) {
     const no_sigpipe guard;
-    return static_cast<int>(restarted([&] { return write(fd, data, size); }));
+    const auto count = restarted([&] { return write(fd, data, size); });
+    if (count < 0 && errno == EPIPE) {
+        guard.take();
+    }
+    return static_cast<int>(count);
 }
 
 int read_once(int fd, void *data, uint32_t size) {
@@ -179,7 +192,7 @@ int enter_lock() {
 }
 
 void exit_lock() {
-    if (lock_fd > 0) {
+    if (lock_fd >= 0) {
         close(lock_fd);
         lock_fd = -1;
     }

@@ -82,7 +82,7 @@ typedef struct speed_get_output {
 // One request. input and output hold as many bytes as get_data_size says. 1 once the request was
 // sent, whatever came of it: output keeps what it held where no answer arrived. -1, and nothing is
 // sent, when the server's pipe cannot be opened, the lock "/tmp/.sflck" cannot be taken within
-// about 5 seconds, there is no such operation or memory runs out.
+// about 5 seconds, there is no such operation, a buffer is null or memory runs out.
 int call_server_func(opcode_t op, const void *input, void *output);
 
 // Bytes of an operation's payload; 0 for another direction or operation.

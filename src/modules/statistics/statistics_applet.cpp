@@ -141,6 +141,7 @@ void get_start_end_date(stat_time_t *start, stat_time_t *end) {
     const int start_day = tarrow::read_setting_number("statistics", "StatisticsStartDay", 1);
     const std::time_t now = std::time(nullptr);
     std::tm today = {};
+    tzset(); // the zone may be another one than when the process last asked
     localtime_r(&now, &today);
     start->tm_mday = start_day;
     end->tm_mday = today.tm_mday;

@@ -40,7 +40,7 @@ typedef struct statistics {
 int stat_get(int flags, dc_args_t *dc);
 
 // All below: (archive). A record is handed in zero-filled; a counter without a source stays as it
-// is.
+// is; byte totals without an answer are 0.
 
 // Counters of one interface, from "/sys/class/net" and the statistics server. Always 1.
 int statistics_get(const char *interface, statistics_t *record);
