@@ -35,11 +35,13 @@ cfgdb_handle_t *__cfgdb_open(const char *module_name, int flags);
 char *cfgdb_get(cfgdb_handle_t *handle, const qstr_t *key);
 // The value as a number; the development store answers 0 for an absent key.
 int cfgdb_get_int(cfgdb_handle_t *handle, const qstr_t *key);
-// 0, or -1 when the store cannot take the value. What was set is in the store for others after the
-// close.
+// What was set is in the store for others after the close. The library does not look at the results
+// of these and of the close, which the platform does not define; the development store answers 0,
+// or -1 when it cannot take the value.
 int cfgdb_set(cfgdb_handle_t *handle, const qstr_t *key, const qstr_t *value);
 int cfgdb_set_int(cfgdb_handle_t *handle, const qstr_t *key, int value);
-// 0, or -1 when the values set could not be stored. The handle is gone either way.
+// The handle is gone whatever the result; the development store answers -1 when the values set
+// could not be stored.
 int cfgdb_close(cfgdb_handle_t *handle);
 
 // This library's operations.

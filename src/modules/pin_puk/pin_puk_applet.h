@@ -45,7 +45,7 @@ int pin_puk_xml_get(mxml_node_t *root);
 // Carries out operation "command" (1 to 6) with the posted codes. 0, or -1 when there is no such
 // operation, or a code that it needs is missing or refused: then nothing runs and nothing is
 // changed. A code is of letters and digits, and short enough for the modem's command lines (254
-// characters).
+// characters), a control key for its 255.
 int pin_puk_xml_set(mxml_node_t *root);
 
 // The operations: 0, or -1 for a refused code.
