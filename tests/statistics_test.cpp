@@ -4,7 +4,6 @@
 #include "support/device.h"
 
 #include <array>
-#include <atomic>
 #include <csignal>
 #include <cstring>
 #include <ctime>
@@ -16,20 +15,6 @@
 #include <unistd.h>
 
 #include "../src/modules/statistics/statistics_applet.h"
-
-namespace {
-
-std::atomic<std::time_t> clock_setting = 0; // what the clock says, when a test sets it
-
-} // namespace
-
-extern "C" std::time_t time(std::time_t *out) {
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    const std::time_t value = clock_setting != 0 ? clock_setting.load() : now.tv_sec;
-    if (out != nullptr) { *out = value; }
-    return value;
-}
 
 namespace {
 
@@ -105,7 +90,6 @@ private:
 class statistics_test : public device_test {
 protected:
     void TearDown() override {
-        clock_setting = 0;
         unlink("/sim/stat_server");
         EXPECT_FALSE(exists(lock) || exists(own_pipe));
         device_test::TearDown();

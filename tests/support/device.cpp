@@ -19,7 +19,19 @@
 
 namespace fs = std::filesystem;
 
+extern "C" std::time_t time(std::time_t *out) {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::time_t setting = testing_device::clock_setting;
+    const std::time_t value = setting != 0 ? setting : now.tv_sec;
+    if (out != nullptr) { *out = value; }
+    return value;
+}
+
 namespace testing_device {
+
+std::atomic<std::time_t> clock_setting = 0;
+
 namespace {
 
 constexpr char log_path[] = "/dev/log";
@@ -137,6 +149,7 @@ void device_test::SetUp() {
 }
 
 void device_test::TearDown() {
+    clock_setting = 0;
     EXPECT_EQ(open_descriptors(), descriptors_) << "descriptors were left open or closed";
     EXPECT_TRUE(waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child is left";
     for (const std::string &path : mounts_) { umount2(path.c_str(), MNT_DETACH); }

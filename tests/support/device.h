@@ -2,6 +2,8 @@
 // empty logs, and must leave no descriptor, process or mount behind.
 #pragma once
 
+#include <atomic>
+#include <ctime>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -64,6 +66,9 @@ public:
 private:
     rlimit saved_{};
 };
+
+/// What time() says until the test ends, when it is not 0.
+extern std::atomic<std::time_t> clock_setting;
 
 class device_test : public testing::Test {
 protected:

@@ -25,9 +25,9 @@ constexpr int waits_for_control_key = 5; // the PIN state in which the SIM takes
 constexpr char sim_check[] = "/usr/app/agent_client 0 /usr/app/check_sim_status.sh";
 
 /// The setting that holds the control key of each lock category.
-constexpr std::array<const char *, 5> control_key_settings = {
-    "cellular.mep_nck", "cellular.mep_nsck", "cellular.mep_spck", "cellular.mep_cck",
-    "cellular.mep_pck"};
+constexpr char control_key_settings[][18] = {"cellular.mep_nck", "cellular.mep_nsck",
+                                             "cellular.mep_spck", "cellular.mep_cck",
+                                             "cellular.mep_pck"};
 
 using modem_line = tarrow::command_line<command_size>;
 
@@ -212,14 +212,14 @@ int mep_provide_ck(const char *control_key) {
         return -1;
     }
     const int category = tarrow::read_number(tarrow::mep_category_file).value_or(-1);
-    if (category < 0 || category >= static_cast<int>(control_key_settings.size())) {
+    if (category < 0 || category >= static_cast<int>(std::size(control_key_settings))) {
         return -1;
     }
     tarrow::store handle(cfgdb_open("wan"));
     if (!handle) {
         return -1;
     }
-    set(handle, control_key_settings[static_cast<std::size_t>(category)], control_key);
+    set(handle, control_key_settings[category], control_key);
     const qstr_t proto_key = tarrow::counted("proto");
     const tarrow::heap_string proto(cfgdb_get(handle.get(), &proto_key));
     handle.reset();

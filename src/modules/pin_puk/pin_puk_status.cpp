@@ -25,8 +25,8 @@ namespace {
 constexpr int reply_wait_ms = 200;
 
 /// The name of each lock category's code in the modem's list of remaining attempts.
-constexpr std::array<const char *, 5> lock_codes = {"PH-NET PIN", "PH-NETSUB PIN", "PH-SP PIN",
-                                                    "PH-CORP PIN", "PH-SIM PIN"};
+constexpr char lock_codes[][14] = {"PH-NET PIN", "PH-NETSUB PIN", "PH-SP PIN", "PH-CORP PIN",
+                                   "PH-SIM PIN"};
 
 void make_folder() {
     mkdir("/tmp/telephony/", 0777);
@@ -109,13 +109,13 @@ void mep_get_attempts(int32_t *attempts) {
         __tarrow_log_print(0, nullptr, "%s open file fails\n", name);
         return;
     }
-    if (*category < 0 || *category >= static_cast<int>(lock_codes.size())) {
+    if (*category < 0 || *category >= static_cast<int>(std::size(lock_codes))) {
         __tarrow_log_print(0, nullptr, "%s invalid mep category: %d\n", name, *category);
         return;
     }
     tarrow::command_line<256> line;
     line.text("/usr/app/at_chat -c AT+CPINR | /xbin/grep \"")
-        .text(lock_codes[static_cast<std::size_t>(*category)])
+        .text(lock_codes[*category])
         .text("\" | /xbin/cut -d \",\" -f2 | /xbin/cut -d \" \" -f2 > /tmp/telephony/.tmpinfo");
     tarrow::run(line);
     tarrow::wait_ms(reply_wait_ms);

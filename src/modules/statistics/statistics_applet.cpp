@@ -2,7 +2,7 @@
 
 #include "statistics_applet.h"
 
-#include <array>
+#include <cstddef>
 #include <cstring>
 #include <ctime>
 
@@ -19,25 +19,31 @@ namespace {
 
 constexpr char wlan_group[] = "WlanStatistics";
 
-/// The elements of a group, in the order of the answer.
+/// The elements of a group, in the order of the answer. Names stand in the table itself: a pointer
+/// would cost the loader a relocation.
 struct counter_element {
-    const char *name;
-    int (*value)(const statistics_t &record);
+    char name[14];
     bool is_wlan_only;
+    uint8_t offset; // of its value in the record
 };
-constexpr std::array<counter_element, 10> counter_elements = {{
-    {"rx", [](const statistics_t &r) { return static_cast<int>(r.rx.received); }, false},
-    {"tx", [](const statistics_t &r) { return static_cast<int>(r.tx.sent); }, false},
-    {"rx_dropped", [](const statistics_t &r) { return static_cast<int>(r.rx.dropped); }, true},
-    {"tx_collisions", [](const statistics_t &r) { return static_cast<int>(r.tx.collisions); },
-     true},
-    {"tx_dropped", [](const statistics_t &r) { return static_cast<int>(r.tx.dropped); }, true},
-    {"rx_giga_bytes", [](const statistics_t &r) { return static_cast<int>(r.rx_gbytes); }, false},
-    {"tx_giga_bytes", [](const statistics_t &r) { return static_cast<int>(r.tx_gbytes); }, false},
-    {"rx_bytes", [](const statistics_t &r) { return static_cast<int>(r.rx_bytes); }, false},
-    {"tx_bytes", [](const statistics_t &r) { return static_cast<int>(r.tx_bytes); }, false},
-    {"errors", [](const statistics_t &r) { return static_cast<int>(r.errors); }, false},
-}};
+constexpr counter_element counter_elements[] = {
+    {"rx", false, offsetof(statistics_t, rx.received)},
+    {"tx", false, offsetof(statistics_t, tx.sent)},
+    {"rx_dropped", true, offsetof(statistics_t, rx.dropped)},
+    {"tx_collisions", true, offsetof(statistics_t, tx.collisions)},
+    {"tx_dropped", true, offsetof(statistics_t, tx.dropped)},
+    {"rx_giga_bytes", false, offsetof(statistics_t, rx_gbytes)},
+    {"tx_giga_bytes", false, offsetof(statistics_t, tx_gbytes)},
+    {"rx_bytes", false, offsetof(statistics_t, rx_bytes)},
+    {"tx_bytes", false, offsetof(statistics_t, tx_bytes)},
+    {"errors", false, offsetof(statistics_t, errors)},
+};
+
+int value_of(const statistics_t &record, const counter_element &element) {
+    int value = 0;
+    std::memcpy(&value, reinterpret_cast<const char *>(&record) + element.offset, sizeof(value));
+    return value;
+}
 
 /// Moves an element of a group to its end and fills it, when it is there.
 void fill(mxml_node_t *group, const char *name, int value) {
@@ -128,7 +134,7 @@ int stat_xml_get(mxml_node_t *root, const statistics_t *record, const char *grou
     const bool is_wlan = std::strcmp(group, wlan_group) == 0;
     for (const counter_element &element : counter_elements) {
         if (is_wlan || !element.is_wlan_only) {
-            fill(parent, element.name, element.value(*record));
+            fill(parent, element.name, value_of(*record, element));
         }
     }
     return 1;

@@ -45,7 +45,7 @@ struct gathered_info {
 
 /// Elements of the module's subtree, in the order in which they are filled.
 struct info_element {
-    const char *name;
+    char name[16];
     char *wan_info_t::*fact;
 };
 constexpr std::array<info_element, 8> info_elements = {{
@@ -153,7 +153,7 @@ void request_msisdn(mxml_node_t * /*element*/) {
 /// Elements below "cellular" after the connection time, in the order in which they are filled. The
 /// source of an element that the page did not ask for is not read.
 struct cellular_element {
-    const char *name;
+    char name[16];
     void (*fill)(mxml_node_t *element);
 };
 constexpr std::array<cellular_element, 10> cellular_elements = {{

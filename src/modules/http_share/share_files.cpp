@@ -1,0 +1,311 @@
+// What the file-sharing page does with files: new folders, renaming, deleting. Everything that it
+// names lies on the card.
+
+#include "http_share_applet.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include "../../command.h"
+#include "../../owned.h"
+#include "../../xml.h"
+#include "posted.h"
+
+using tarrow::heap_string;
+using tarrow::posted_text;
+
+namespace {
+
+constexpr char card[] = "/mnt/external_sdcard";
+constexpr std::size_t card_length = sizeof(card) - 1;
+constexpr std::size_t page_root_length = 5;     // of the page's name for the card
+constexpr std::size_t longest_new_folder = 200; // characters of a posted path
+constexpr std::size_t longest_name = 255;       // of an entry to delete
+constexpr std::size_t full_path_size = 512;     // of an entry to delete
+constexpr std::size_t child_path_size = 1024;   // of an entry below it
+constexpr int open_folders = 16;                // kept open while a tree is removed
+
+struct close_folder {
+    void operator()(DIR *stream) const { closedir(stream); }
+};
+using folder = std::unique_ptr<DIR, close_folder>;
+
+/// Calls a function with each component of a path, as its start and length, until it answers false.
+template <typename Function>
+bool each_component(const char *path, Function function) {
+    for (path += std::strspn(path, "/"); *path != '\0'; path += std::strspn(path, "/")) {
+        const std::size_t length = std::strcspn(path, "/");
+        if (!function(path, length)) {
+            return false;
+        }
+        path += length;
+    }
+    return true;
+}
+
+bool is_dot(const char *name, std::size_t length) {
+    return length == 1 && name[0] == '.';
+}
+
+bool is_dot_dot(const char *name, std::size_t length) {
+    return length == 2 && name[0] == '.' && name[1] == '.';
+}
+
+/// Whether a posted path is on the card, as far as its text tells.
+bool is_share_path(const char *posted) {
+    if (std::strlen(posted) < page_root_length) {
+        return false;
+    }
+    const char *below = posted + page_root_length;
+    return (*below == '\0' || *below == '/') &&
+           each_component(below, [](const char *name, std::size_t length) {
+               return !is_dot_dot(name, length);
+           });
+}
+
+/// Whether a posted path names the card itself.
+bool is_card_root(const char *posted) {
+    return each_component(posted + page_root_length, is_dot);
+}
+
+/// Whether any folder that a device path goes through below the card's root is a symbolic link,
+/// which could lead away from the card. The last component is not looked at.
+bool goes_through_link(char *path) {
+    char *slash = path + card_length;
+    if (*slash == '\0') {
+        return false;
+    }
+    while ((slash = std::strchr(slash + 1, '/')) != nullptr) {
+        struct stat status;
+        *slash = '\0';
+        const bool is_link = lstat(path, &status) == 0 && S_ISLNK(status.st_mode);
+        *slash = '/';
+        if (is_link) {
+            return true;
+        }
+    }
+    return false;
+}
+
+heap_string device_path_of(const char *posted) {
+    char *path = nullptr;
+    remove_mmc2(posted, &path);
+    return heap_string(path);
+}
+
+/// The next entry of a folder but "." and "..", or null.
+const dirent *next_entry(DIR *stream) {
+    const dirent *entry = nullptr;
+    do {
+        entry = readdir(stream);
+    } while (entry != nullptr && (is_dot(entry->d_name, std::strlen(entry->d_name)) ||
+                                  is_dot_dot(entry->d_name, std::strlen(entry->d_name))));
+    return entry;
+}
+
+folder open_folder(const char *path) {
+    tarrow::unique_fd fd(open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    folder stream(fd ? fdopendir(fd.get()) : nullptr);
+    if (stream) {
+        fd.release();
+    }
+    return stream;
+}
+
+bool remove_folder(char *path, std::size_t length, int may_keep_open);
+
+/// Removes an entry of a folder, whose path is in the buffer of child_path_size bytes. The folder
+/// is closed when its descriptor is needed below it.
+bool remove_entry(folder &parent, const dirent *entry, char *path, std::size_t length,
+                  int may_keep_open) {
+    const std::size_t name_length = std::strlen(entry->d_name);
+    const std::size_t child_length = length + 1 + name_length;
+    if (child_length >= child_path_size) {
+        return false; // a cut path could name another entry
+    }
+    if (entry->d_type != DT_DIR && unlinkat(dirfd(parent.get()), entry->d_name, 0) == 0) {
+        return true;
+    }
+    path[length] = '/';
+    std::memcpy(path + length + 1, entry->d_name, name_length + 1);
+    if (may_keep_open == 0) {
+        parent.reset();
+    }
+    const bool is_removed = remove_folder(path, child_length, std::max(may_keep_open - 1, 0));
+    path[length] = '\0';
+    return is_removed;
+}
+
+/// Removes a folder and everything below it, as far as it can be removed. So many levels keep their
+/// folder open meanwhile; deeper ones begin anew after each folder in them, behind the entries that
+/// could not be removed.
+bool remove_folder(char *path, std::size_t length, int may_keep_open) {
+    std::size_t kept = 0;
+    bool complete = false;
+    while (!complete) {
+        folder stream = open_folder(path);
+        if (!stream) {
+            return false;
+        }
+        for (std::size_t passed = 0; passed < kept && next_entry(stream.get()) != nullptr;) {
+            ++passed;
+        }
+        while (stream && !complete) {
+            const dirent *entry = next_entry(stream.get());
+            complete = entry == nullptr;
+            if (!complete && !remove_entry(stream, entry, path, length, may_keep_open)) {
+                ++kept;
+            }
+        }
+    }
+    return rmdir(path) == 0;
+}
+
+} // namespace
+
+void get_opaque_string_by_name(mxml_node_t *root, const char *name, const char **value) {
+    mxml_node_t *element = tarrow::find_below(root, name);
+    if (element != nullptr && value != nullptr) {
+        *value = tarrow::opaque_text(element);
+    }
+}
+
+void remove_mmc2(const char *posted, char **device_path) {
+    if (posted == nullptr || device_path == nullptr || !is_share_path(posted)) {
+        return;
+    }
+    const char *below = posted + page_root_length;
+    const std::size_t length = std::strlen(below);
+    auto *path = static_cast<char *>(std::malloc(card_length + length + 1));
+    if (path != nullptr) {
+        std::memcpy(path, card, card_length);
+        std::memcpy(path + card_length, below, length + 1);
+        *device_path = path;
+    }
+}
+
+void update_file_time(const char *path, const char *time) {
+    constexpr char time_characters[] =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 :.,+-/@";
+    struct stat status;
+    if (path == nullptr || time == nullptr || time[std::strspn(time, time_characters)] != '\0' ||
+        (lstat(path, &status) == 0 && S_ISLNK(status.st_mode))) {
+        return;
+    }
+    const std::size_t size =
+        sizeof("touch -d \"\" ./''") + std::strlen(time) + 4 * std::strlen(path);
+    const heap_string buffer(static_cast<char *>(std::malloc(size)));
+    if (!buffer) {
+        return;
+    }
+    tarrow::command_builder line(buffer.get(), size);
+    line.text("touch -d \"").text(time).text("\" ");
+    tarrow::run(line.text(*path == '-' ? "./" : "").word(path));
+}
+
+void force_rm(const char *path) {
+    std::array<char, child_path_size> buffer;
+    std::size_t length = path != nullptr ? std::strlen(path) : 0;
+    while (length > 1 && path[length - 1] == '/') {
+        --length; // behind which a link would be followed
+    }
+    if (length == 0 || length >= buffer.size()) {
+        return;
+    }
+    std::memcpy(buffer.data(), path, length);
+    buffer[length] = '\0';
+    if (unlink(buffer.data()) != 0) {
+        remove_folder(buffer.data(), length, open_folders);
+    }
+}
+
+int http_share_new(mxml_node_t *root) {
+    tarrow::run("touch /tmp/dbg_new_1");
+    const char *posted = posted_text(root, "path_SD_CARD");
+    const char *time = posted_text(root, "path_SD_CARD_time");
+    if (posted == nullptr || time == nullptr || std::strlen(posted) > longest_new_folder ||
+        !is_share_path(posted)) {
+        return -1;
+    }
+    const heap_string path = device_path_of(posted);
+    if (!path || goes_through_link(path.get())) {
+        return -1;
+    }
+    const int result = mkdir(path.get(), 0777);
+    update_file_time(path.get(), time);
+    return result;
+}
+
+int http_share_rename(mxml_node_t *root) {
+    const char *old_posted = posted_text(root, "OLD_NAME_SD_CARD");
+    const char *new_posted = posted_text(root, "NEW_NAME_SD_CARD");
+    const char *time = posted_text(root, "path_SD_CARD_time");
+    if (posted_text(root, "path_SD_CARD") == nullptr || new_posted == nullptr ||
+        old_posted == nullptr || time == nullptr) {
+        return -1;
+    }
+    for (const char *posted : {old_posted, new_posted}) {
+        if (!is_share_path(posted) || is_card_root(posted)) {
+            return -1;
+        }
+    }
+    const heap_string old_path = device_path_of(old_posted);
+    const heap_string new_path = device_path_of(new_posted);
+    if (!old_path || !new_path) {
+        return 0;
+    }
+    tarrow::command_line<1024> trace;
+    trace.text("echo ").word(old_path.get()).text("=").word(new_path.get()).text(" > /tmp/dbg1");
+    if (!trace.complete() || goes_through_link(old_path.get()) ||
+        goes_through_link(new_path.get())) {
+        return -1;
+    }
+    tarrow::run(trace);
+    const int result = rename(old_path.get(), new_path.get());
+    update_file_time(new_path.get(), time);
+    return result;
+}
+
+int http_share_del(mxml_node_t *root) {
+    const char *posted = posted_text(root, "path_SD_CARD");
+    const char *names = posted_text(root, "name_SD_CARD");
+    if (posted == nullptr || names == nullptr || !is_share_path(posted)) {
+        return -1;
+    }
+    const heap_string path = device_path_of(posted);
+    if (!path) {
+        return 1;
+    }
+    std::array<char, full_path_size> full_path;
+    // Formats the path of the name that the list begins with and gives the rest of the list, or
+    // null for a name that is refused.
+    const auto take_name = [&](const char *list) -> const char * {
+        const std::size_t length = std::strcspn(list, "*");
+        if (list[length] == '\0' || length == 0 || length > longest_name || is_dot(list, length) ||
+            is_dot_dot(list, length) || std::memchr(list, '/', length) != nullptr) {
+            return nullptr;
+        }
+        const int full_length = std::snprintf(full_path.data(), full_path.size(), "%s/%.*s",
+                                              path.get(), static_cast<int>(length), list);
+        return full_length < static_cast<int>(full_path.size()) ? list + length + 1 : nullptr;
+    };
+    const char *rest = names;
+    do {
+        rest = take_name(rest);
+        if (rest == nullptr || goes_through_link(full_path.data())) {
+            return -1;
+        }
+    } while (*rest != '\0');
+    for (rest = names; *rest != '\0';) {
+        rest = take_name(rest);
+        force_rm(full_path.data());
+    }
+    return 0;
+}
+
+int http_share_enter_folder(mxml_node_t * /*root*/) {
+    return 0;
+}

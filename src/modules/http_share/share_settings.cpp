@@ -1,0 +1,145 @@
+// The settings of the file-sharing page: who has the SD card, and how it is shared over HTTP.
+
+#include "http_share_applet.h"
+
+#include <array>
+#include <cstring>
+#include <unistd.h>
+
+#include "../../callback.h"
+#include "../../command.h"
+#include "../../files.h"
+#include "../../settings.h"
+#include "../../tarrow_log.h"
+#include "../../xml.h"
+
+using tarrow::counted;
+using tarrow::find_below;
+
+namespace {
+
+constexpr char module[] = "http_share";
+constexpr char mode_key[] = "sdcard_mode_option";
+constexpr char state_key[] = "sd_card_state";
+constexpr char status_key[] = "HTTP_SHARE_STATUS";
+constexpr char wr_auth_key[] = "HTTP_SHARE_WR_AUTH";
+constexpr char file_key[] = "HTTP_SHARE_FILE";
+
+constexpr std::size_t device_size = 30; // of a buffer for the card's block device
+
+int read_integer(const tarrow::store &settings, const char *key) {
+    const qstr_t name = counted(key);
+    return cfgdb_get_int(settings.get(), &name);
+}
+
+void store_integer(const tarrow::store &settings, const char *key, int value) {
+    const qstr_t name = counted(key);
+    cfgdb_set_int(settings.get(), &name, value);
+}
+
+void store_text(const tarrow::store &settings, const char *key, const char *value) {
+    const qstr_t name = counted(key);
+    const qstr_t text = counted(value);
+    cfgdb_set(settings.get(), &name, &text);
+}
+
+/// Fills an element with a stored text by way of a field, which cuts it.
+void show_text(const tarrow::store &settings, const char *key, mxml_node_t *element, char *field,
+               std::size_t size) {
+    const qstr_t name = counted(key);
+    if (const tarrow::heap_string value(cfgdb_get(settings.get(), &name)); value) {
+        std::snprintf(field, size, "%s", value.get());
+        tarrow::add_text(element, field);
+    }
+}
+
+} // namespace
+
+int set_httpshare_mode(const char *mode) {
+    std::array<char, device_size> device = {"/dev/block/mmcblk0"};
+    const tarrow::store settings(mode != nullptr ? cfgdb_open(module) : nullptr);
+    if (!settings) {
+        return -1;
+    }
+    if (std::strcmp(mode, "http_share_mode") == 0) {
+        store_integer(settings, mode_key, 1);
+        tarrow::run("echo > /sys/devices/platform/usb_mass_storage/lun1/file");
+        tarrow::run("echo \"http_share_remount\" > /data/panelui/event");
+    } else {
+        store_integer(settings, mode_key, 0);
+        get_tcard_block(device.data());
+        tarrow::command_line<256> line; // a quoted path is longer
+        line.text(" echo ").word(device.data());
+        line.text(">/sys/devices/platform/usb_mass_storage/lun1/file");
+        tarrow::run(line);
+    }
+    return 0;
+}
+
+void get_tcard_block(char *device) {
+    std::array<char, device_size + 1> word; // one more, to tell a word that is too long
+    if (device != nullptr && tarrow::read_word("/tmp/tcard_block", word.data(), word.size()) &&
+        word[0] == '/' && std::strlen(word.data()) < device_size) {
+        std::strcpy(device, word.data());
+    }
+}
+
+int check_httpshare_file(const char *path) {
+    const tarrow::store settings(path != nullptr ? cfgdb_open(module) : nullptr);
+    if (!settings) {
+        return -1;
+    }
+    if (read_integer(settings, state_key) != 1) {
+        return 0;
+    }
+    return access(path, F_OK) == 0 ? 2 : 1;
+}
+
+int set_httpshare_auth_param(const char *status, const char *wr_auth, const char *file) {
+    if (status == nullptr || wr_auth == nullptr || file == nullptr) {
+        return -1;
+    }
+    const tarrow::store settings(cfgdb_open(module));
+    if (!settings) {
+        return -1;
+    }
+    store_text(settings, status_key, status);
+    store_text(settings, wr_auth_key, wr_auth);
+    store_text(settings, file_key, file);
+    return 0;
+}
+
+int http_share_xml_get(mxml_node_t *root) {
+    http_share_info info = {};
+    const tarrow::store settings(cfgdb_open(module));
+    if (!settings) {
+        return 0;
+    }
+    if (mxml_node_t *element = find_below(root, mode_key); element != nullptr) {
+        info.sdcard_mode_option = read_integer(settings, mode_key);
+        tarrow::add_integer(element, info.sdcard_mode_option);
+    }
+    if (mxml_node_t *element = find_below(root, state_key); element != nullptr) {
+        info.sd_card_state = read_integer(settings, state_key);
+        tarrow::add_integer(element, info.sd_card_state);
+    }
+    if (mxml_node_t *element = find_below(root, status_key); element != nullptr) {
+        __tarrow_log_print(0, nullptr, "begin");
+        show_text(settings, status_key, element, info.http_share_status,
+                  sizeof(info.http_share_status));
+    }
+    if (mxml_node_t *element = find_below(root, wr_auth_key); element != nullptr) {
+        show_text(settings, wr_auth_key, element, info.http_share_wr_auth,
+                  sizeof(info.http_share_wr_auth));
+    }
+    if (mxml_node_t *element = find_below(root, file_key); element != nullptr) {
+        show_text(settings, file_key, element, info.http_share_file, sizeof(info.http_share_file));
+    }
+    tarrow::add_text(find_below(root, "HTTP_SHARE_CARD_USRER"), info.http_share_card_user);
+    return 0;
+}
+
+int http_share_post_get(int /*flags*/, dc_args_t *dc) {
+    mxml_node_t *root = tarrow::subtree_of(dc);
+    return root != nullptr ? http_share_xml_get(root) : -1;
+}

@@ -1,0 +1,58 @@
+// The upgrade page: the progress of a firmware image that another process is writing.
+
+#include "upgrade_status_applet.h"
+
+#include <algorithm>
+#include <array>
+
+#include "../../callback.h"
+#include "../../files.h"
+#include "../../xml.h"
+
+namespace {
+
+/// The count on a file's first line, of which 9 characters count; nothing for an empty file.
+std::optional<int> read_count(FILE *stream) {
+    std::array<char, 10> line;
+    if (!tarrow::read_line(stream, line.data(), line.size())) {
+        return std::nullopt;
+    }
+    return tarrow::parse_number(line.data()).value_or(0);
+}
+
+/// Percents and one more: a page that sees 0 would take it for no upgrade.
+int progress(int written, int total) {
+    if (total == 0) {
+        return 1;
+    }
+    const auto percents = static_cast<float>(written * 100.0 / total);
+    const float figure = percents + 1.0F;
+    // At most nine characters, whatever the counters hold.
+    return static_cast<int>(std::clamp<double>(figure, -99999999, 999999999));
+}
+
+} // namespace
+
+int get_upgrade_status(int /*flags*/, dc_args_t *dc) {
+    mxml_node_t *root = tarrow::subtree_of(dc);
+    if (root == nullptr) {
+        return -1;
+    }
+    const tarrow::file total_file = tarrow::open_for_reading("/tmp/total_bytes.txt");
+    const tarrow::file written_file = tarrow::open_for_reading("/tmp/wrote_bytes.txt");
+    if (!total_file || !written_file) {
+        return 0;
+    }
+    const auto total = read_count(total_file.get());
+    const auto written = read_count(written_file.get());
+    if (!total || !written) {
+        return 0;
+    }
+    if (mxml_node_t *element = tarrow::find_child(root, "progress"); element != nullptr) {
+        std::array<char, 10> text;
+        std::snprintf(text.data(), text.size(), "%d", progress(*written, *total));
+        tarrow::move_last(root, element);
+        tarrow::add_opaque(element, text.data());
+    }
+    return 0;
+}
