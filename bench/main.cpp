@@ -55,12 +55,15 @@ private:
 } // namespace
 
 void bench::pair(const std::string &name, double bound, const std::function<void()> &operation,
-                 const std::function<void()> &floor, int repetitions) {
+                 const std::function<void()> &floor, int repetitions,
+                 const std::function<void()> &prepare) {
     pairs.emplace_back(name, bound);
-    const auto add = [repetitions](const std::string &full_name,
-                                   const std::function<void()> &body) {
-        auto *added =
-            benchmark::RegisterBenchmark(full_name.c_str(), [body](benchmark::State &state) {
+    const auto add = [&](const std::string &full_name, const std::function<void()> &body) {
+        auto *added = benchmark::RegisterBenchmark(
+            full_name.c_str(), [body, prepare](benchmark::State &state) {
+                if (prepare) {
+                    prepare();
+                }
                 for ([[maybe_unused]] const auto iteration : state) {
                     body();
                 }
@@ -88,6 +91,7 @@ int main(int argc, char **argv) {
     bench::register_hosts();
     bench::register_requests();
     bench::register_statistics();
+    bench::register_share();
     ratio_reporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     return 0;
