@@ -38,7 +38,7 @@ command_builder &command_builder::word(const char *text) {
     if (!complete_) {
         return *this;
     }
-    if (*text != '\0' && text[std::strspn(text, plain_characters)] == '\0') {
+    if (*text != '\0' && is_plain(text)) {
         return this->text(text);
     }
     if (length_ + 3 > size_) {
@@ -73,6 +73,10 @@ command_builder &command_builder::number(int value) {
     std::array<char, 12> digits; // "-2147483648"
     std::snprintf(digits.data(), digits.size(), "%d", value);
     return text(digits.data());
+}
+
+bool is_plain(const char *text) {
+    return text[std::strspn(text, plain_characters)] == '\0';
 }
 
 int run(const char *line) {

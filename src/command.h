@@ -52,6 +52,10 @@ public:
     command_line &operator=(const command_line &) = delete;
 };
 
+/// Whether a text is no different to a shell when it is quoted: made of letters, digits and
+/// "_.,:/+@%=-" only.
+bool is_plain(const char *text);
+
 /// Runs a line through the shell and waits for it. Gives the wait status; without a shell it is
 /// -1 or that of exit status 127.
 int run(const char *line);

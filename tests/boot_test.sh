@@ -25,6 +25,9 @@ expect "no way around that" "" "$(boot sh -c 'mount -o remount,bind,rw '"$PWD"' 
     cat /proc/sys/vm/swappiness > /proc/sys/vm/swappiness && echo setting' 2> /dev/null | grep -E '^[a-z]+$')"
 expect "no path of this machine" "" "$(boot sh -c 'ls -d /home /opt /srv /boot /media 2> /dev/null')"
 expect "a fresh device each time" "" "$(boot sh -c ': > /tmp/left'; boot ls /tmp/left 2> /dev/null | grep -v cannot)"
+expect "its tools reach its neighbours" "1 1 1" "$(boot sh -c '
+    ping -c 1 192.168.1.100 | grep -c "1 packets received"; arping -c 1 198.51.100.1 | grep -c "1 response"
+    traceroute -n 10.64.1.1 | grep -c "10.64.1.1 .* ms"' | tr '\n' ' ' | sed 's/ $//')"
 boot sh -c 'ip link del br0; hostname other; rm -rf /tmp /etc /data; mkdir /etc; kill -9 -1' > /dev/null
 expect "this machine is as it was" "$before" "$(machine)"
 boot sh -c 'sleep 4711 & disown 2> /dev/null; exit 0' > /dev/null

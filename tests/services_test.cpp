@@ -31,6 +31,9 @@ TEST_F(services_test, the_date_in_the_zone_of_the_device) {
               "<device_date><x />" + date + "</device_date>");
     EXPECT_EQ(get("device_date", "<device_date><x><date/></x></device_date>"),
               "<device_date><x><date /></x></device_date>");
+    setenv("TZ", "XYZ-1", 1); // the zone changes while the daemon runs
+    EXPECT_EQ(text_of(get("device_date", "<device_date><date/></device_date>"), "date"),
+              "Mon Feb 02 03:40:00 XYZ 2026");
     char text[128] = "before";
     EXPECT_EQ(get_date(text, 127), -1);
     EXPECT_STREQ(text, "before");
@@ -78,10 +81,20 @@ TEST_F(services_test, the_line_that_runs_a_tool) {
     EXPECT_EQ(output(), "/vexorel/usr/lib/:\n" + std::string(1023 - 19, '0'));
     // A line that is too long is cut: before its redirection the output is lost, the old one stays.
     write_file("/tmp/diag", "before");
-    const std::string host(600, 'h');
-    EXPECT_EQ(diagnose("<command>ping</command><arg>" + host + "</arg>"), 0);
-    const std::string shown = "LD_LIBRARY_PATH=/vexorel/usr/lib/:$LD_LIBRARY_PATH ping -c 10 ";
-    EXPECT_EQ(calls(), (strings{"/tmp/local/bin/ping -c 10 " + host.substr(0, 255 - shown.size())}));
+    const std::string head = "LD_LIBRARY_PATH=/vexorel/usr/lib/:$LD_LIBRARY_PATH ping -c 10 ",
+                      tail = "  >/tmp/diag 2>&1";
+    const std::size_t room = 255 - head.size();
+    testing::internal::CaptureStdout();
+    for (const std::size_t length : {std::size_t{600}, room, room - 5, room + 1 - tail.size()}) {
+        EXPECT_EQ(diagnose("<command>ping</command><arg>" + std::string(length, 'h') + "</arg>"), 0);
+        EXPECT_EQ(calls(), (strings{"/tmp/local/bin/ping -c 10 " + std::string(std::min(length, room), 'h')}));
+        EXPECT_EQ(output() + (exists("/tmp/dia") ? " and more" : ""), "before") << length;
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(diagnose("<command>ping</command><arg>" + std::string(room - tail.size(), 'h') + "</arg>"), 0);
+    EXPECT_NE(output(), "before");
+    calls();
+    write_file("/tmp/diag", "before");
     for (const char *refused :
          {"<arg>1</arg>", "<command/>", "<command>PING</command>", "<command>id</command>",
           "<command>ping;id</command>", "<command>ping id</command>", "<command> ping</command>",
@@ -102,6 +115,8 @@ TEST_F(services_test, upgrade_progress) {
     const struct {
         const char *total, *written, *progress;
     } rows[] = {
+        {"100000000", "99999999", "101"},
+        {"10000000001", "50000000", "51"},
         {"1000\n", "0", "1"},
         {"1000", "500", "51"},
         {"1000", "999", "100"},

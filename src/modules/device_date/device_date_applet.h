@@ -9,7 +9,8 @@ extern "C" {
 #endif
 
 // Post-get handler: moves "date" to the end of the subtree and fills it with the text of get_date.
-// 0, also without such an element; -1 for a record with a null subtree. A date that cannot be
+// 0, also without such an element or for a record that carries no XML; -1 for a null record or
+// subtree. A date that cannot be
 // produced ends the process with status 1.
 int get_device_date(int flags, dc_args_t *dc);
 

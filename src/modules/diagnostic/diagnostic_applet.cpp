@@ -16,6 +16,8 @@
 namespace {
 
 constexpr char output_file[] = "/tmp/diag";
+constexpr char redirection[] = " >/tmp/diag 2>&1";
+constexpr std::size_t line_size = 256;
 constexpr std::size_t output_size = 1024;
 constexpr std::size_t longest_argument = 498; // one space and the end stand after it
 
@@ -49,7 +51,7 @@ int execute_command(int /*flags*/, dc_args_t *dc) {
     if (options == nullptr || (argument != nullptr && !is_host(argument))) {
         return -1;
     }
-    tarrow::command_line<256> line;
+    tarrow::command_line<line_size> line;
     line.text("LD_LIBRARY_PATH=/vexorel/usr/lib/:$LD_LIBRARY_PATH ")
         .text(command)
         .text(" ")
@@ -58,7 +60,10 @@ int execute_command(int /*flags*/, dc_args_t *dc) {
     if (argument != nullptr) {
         line.text(argument, std::min(std::strlen(argument), longest_argument)).text(" ");
     }
-    line.text(" >/tmp/diag 2>&1");
+    // Part of the redirection would lead somewhere else: without all of it the output is lost.
+    if (std::strlen(line.c_str()) + sizeof(redirection) <= line_size) {
+        line.text(redirection);
+    }
     if (const tarrow::pipe_stream output = tarrow::open_command(line); output) {
         std::array<char, output_size> discarded;
         std::fread(discarded.data(), 1, discarded.size() - 1, output.get());

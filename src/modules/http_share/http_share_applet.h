@@ -34,8 +34,9 @@ int http_share_post_get(int flags, dc_args_t *dc);
 
 // Share settings, in module "http_share" of the settings store.
 
-// Fills the settings' elements, wherever they stand below root. Always 0; what is not stored, and
-// everything when the store cannot be opened, stays empty. Traces "begin" on the serial console.
+// Fills the settings' elements, wherever they stand below root. Always 0. A text that is not
+// stored, and everything when the store cannot be opened, stays empty. Traces "begin" on the serial
+// console.
 int http_share_xml_get(mxml_node_t *root);
 
 // Switches the card: "http_share_mode" withdraws it from the computer and tells the display so,
@@ -51,7 +52,8 @@ int check_httpshare_file(const char *path);
 int set_httpshare_auth_param(const char *status, const char *wr_auth, const char *file);
 
 // Puts the first word of "/tmp/tcard_block", the card's block device, into a buffer of 30 bytes,
-// which stays as it is when the file has no absolute path of at most 29 characters there.
+// which stays as it is when the file has no absolute path of at most 29 letters, digits and
+// "_.,:/+@%=-" there.
 void get_tcard_block(char *device);
 
 // Files on the card. The page's paths have five characters that stand for the card, and then

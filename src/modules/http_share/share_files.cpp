@@ -90,6 +90,16 @@ bool goes_through_link(char *path) {
     return false;
 }
 
+/// The length of a path without what would make the system follow a link at its end: "/", "/.".
+std::size_t entry_length(const char *path) {
+    std::size_t length = std::strlen(path);
+    while (length > 1 &&
+           (path[length - 1] == '/' || (path[length - 1] == '.' && path[length - 2] == '/'))) {
+        --length;
+    }
+    return length;
+}
+
 heap_string device_path_of(const char *posted) {
     char *path = nullptr;
     remove_mmc2(posted, &path);
@@ -190,15 +200,15 @@ void remove_mmc2(const char *posted, char **device_path) {
 void update_file_time(const char *path, const char *time) {
     constexpr char time_characters[] =
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 :.,+-/@";
-    struct stat status;
-    if (path == nullptr || time == nullptr || time[std::strspn(time, time_characters)] != '\0' ||
-        (lstat(path, &status) == 0 && S_ISLNK(status.st_mode))) {
+    if (path == nullptr || time == nullptr || time[std::strspn(time, time_characters)] != '\0') {
         return;
     }
+    const heap_string entry(strndup(path, entry_length(path)));
     const std::size_t size =
         sizeof("touch -d \"\" ./''") + std::strlen(time) + 4 * std::strlen(path);
     const heap_string buffer(static_cast<char *>(std::malloc(size)));
-    if (!buffer) {
+    struct stat status;
+    if (!entry || !buffer || (lstat(entry.get(), &status) == 0 && S_ISLNK(status.st_mode))) {
         return;
     }
     tarrow::command_builder line(buffer.get(), size);
@@ -208,10 +218,7 @@ void update_file_time(const char *path, const char *time) {
 
 void force_rm(const char *path) {
     std::array<char, child_path_size> buffer;
-    std::size_t length = path != nullptr ? std::strlen(path) : 0;
-    while (length > 1 && path[length - 1] == '/') {
-        --length; // behind which a link would be followed
-    }
+    const std::size_t length = path != nullptr ? entry_length(path) : 0;
     if (length == 0 || length >= buffer.size()) {
         return;
     }

@@ -68,7 +68,7 @@ int set_httpshare_mode(const char *mode) {
     } else {
         store_integer(settings, mode_key, 0);
         get_tcard_block(device.data());
-        tarrow::command_line<256> line; // a quoted path is longer
+        tarrow::command_line<100> line;
         line.text(" echo ").word(device.data());
         line.text(">/sys/devices/platform/usb_mass_storage/lun1/file");
         tarrow::run(line);
@@ -79,7 +79,7 @@ int set_httpshare_mode(const char *mode) {
 void get_tcard_block(char *device) {
     std::array<char, device_size + 1> word; // one more, to tell a word that is too long
     if (device != nullptr && tarrow::read_word("/tmp/tcard_block", word.data(), word.size()) &&
-        word[0] == '/' && std::strlen(word.data()) < device_size) {
+        word[0] == '/' && tarrow::is_plain(word.data()) && std::strlen(word.data()) < device_size) {
         std::strcpy(device, word.data());
     }
 }

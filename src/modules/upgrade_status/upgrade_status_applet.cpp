@@ -20,7 +20,7 @@ std::optional<int> read_count(FILE *stream) {
     return tarrow::parse_number(line.data()).value_or(0);
 }
 
-/// Percents and one more: a page that sees 0 would take it for no upgrade.
+/// Percents and one more, cut to a whole number.
 int progress(int written, int total) {
     if (total == 0) {
         return 1;
