@@ -57,13 +57,8 @@ TEST_F(services_test, tools_answer_on_the_page) {
 }
 
 TEST_F(services_test, the_line_that_runs_a_tool) {
-    mkdir("/tmp/local/bin", 0755);
-    const std::string path = getenv("PATH");
-    setenv("PATH", ("/tmp/local/bin:" + path).c_str(), 1);
     for (const char *tool : {"ping", "arping", "traceroute", "TraceRoute", "ROUTE", "arp", "PING", "id"}) {
-        write_file("/tmp/local/bin/" + std::string(tool),
-                   "#!/bin/sh\n. /sim/record\necho \"$LD_LIBRARY_PATH\" >&2; printf %02000d 7");
-        chmod(("/tmp/local/bin/" + std::string(tool)).c_str(), 0755);
+        put_tool(tool, ". /sim/record\necho \"$LD_LIBRARY_PATH\" >&2; printf %02000d 7");
     }
     const struct {
         const char *command, *argument, *call;
@@ -108,7 +103,6 @@ TEST_F(services_test, the_line_that_runs_a_tool) {
         EXPECT_EQ(calls(), strings{}) << refused;
     }
     EXPECT_EQ(output(), "before");
-    setenv("PATH", path.c_str(), 1);
 }
 
 TEST_F(services_test, upgrade_progress) {

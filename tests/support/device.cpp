@@ -149,6 +149,7 @@ void device_test::SetUp() {
 }
 
 void device_test::TearDown() {
+    if (!search_path_.empty()) { setenv("PATH", search_path_.c_str(), 1); }
     clock_setting = 0;
     EXPECT_EQ(open_descriptors(), descriptors_) << "descriptors were left open or closed";
     EXPECT_TRUE(waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child is left";
@@ -229,6 +230,17 @@ void device_test::substitute(const std::string &path, const std::string &content
     if (!is_net) {
         fs::remove(source); // the mount keeps it
     }
+}
+
+void device_test::put_tool(const std::string &name, const std::string &script) {
+    const std::string folder = "/tmp/local/bin";
+    if (search_path_.empty()) {
+        search_path_ = output_of("printf %s \"$PATH\"");
+        setenv("PATH", (folder + ":" + search_path_).c_str(), 1);
+        fs::create_directories(folder);
+    }
+    write_file(folder + "/" + name, "#!/bin/sh\n" + script);
+    chmod((folder + "/" + name).c_str(), 0755);
 }
 
 std::string device_test::get(const char *module, const std::string &request) {

@@ -87,6 +87,9 @@ protected:
     /// is the only file then, and for this process alone.
     void substitute(const std::string &path, const std::string &content);
 
+    /// Lets a program found by its name be this shell script until the test ends.
+    void put_tool(const std::string &name, const std::string &script);
+
     /// Asks a module through the dispatch, as the daemon does: pre-get, post-get. Gives the filled
     /// tree.
     static std::string get(const char *module, const std::string &request);
@@ -98,6 +101,7 @@ private:
     std::size_t descriptors_ = 0;
     std::string identity_;
     strings mounts_;
+    std::string search_path_;
     std::vector<std::pair<std::string, std::string>> links_;
 };
 
