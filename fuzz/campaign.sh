@@ -20,12 +20,15 @@ unknown=$(nm -u build/fuzz/CMakeFiles/tarrow_objects.dir/src/{*.o,modules/*/*.o}
         nm --defined-only build/fuzz/CMakeFiles/tarrow_objects.dir/src/{*.o,modules/*/*.o} | awk '{ print $3 }'))
 [ -z "$unknown" ] || { echo "neither redirected (fuzz/CMakeLists.txt) nor in fuzz/harmless.txt:" $unknown; failed=1; }
 
-# The words of the library's source, as whole texts, part names and elements.
-grep -rhoE '"[A-Za-z_/.*+][A-Za-z0-9_/.*+:(-]+"' src --include='*.cpp' | tr -d '"' | sort -u |
-    awk '{ printf "\"%s\"\n\"\\x0a==== %s\\x0a\"\n\"<%s>\"\n", $0, $0, $0 }' > build/fuzz/words.txt
+# The words of the library's source, as whole texts, part names and elements, and what means something to a shell.
+{
+    grep -rhoE '"[A-Za-z_/.*+][A-Za-z0-9_/.*+:(-]+"' src --include='*.cpp' | tr -d '"' | sort -u |
+        awk '{ printf "\"%s\"\n\"\\x0a==== %s\\x0a\"\n\"<%s>\"\n", $0, $0, $0 }'
+    printf '"%s"\n' "'" ';' '$(x)' '`' '|' '&#10;' '&amp;' '\x0a==== *\x0a' ' Delete=\"\"'
+} > build/fuzz/words.txt
 
-for program in build/fuzz/fuzz_*; do
-    name=${program##*/fuzz_} seeds=("fuzz/corpus/${program##*/fuzz_}")
+for seeds in fuzz/corpus/*; do
+    name=${seeds##*/} program=build/fuzz/fuzz_${seeds##*/} seeds=("$seeds")
     [ -d "fuzz/regressions/$name" ] && seeds+=("fuzz/regressions/$name")
     mkdir -p "build/fuzz/corpus/$name" build/fuzz/found
     limits[0]=-artifact_prefix="build/fuzz/found/$name-"

@@ -11,23 +11,23 @@ namespace {
 /// What a handler may put into an element that the request left empty.
 struct range {
     const char *element;
-    const char *pattern;
+    std::regex pattern;
 };
 constexpr char dotted[] = "(25[0-5]|2[0-4]\\d|1?\\d?\\d)(\\.(25[0-5]|2[0-4]\\d|1?\\d?\\d)){3}";
-constexpr range ranges[] = {
-    {"wan_link_status", "Connected|Disconnected"},
-    {"ip4", dotted},
-    {"gateway", dotted},
-    {"dns1", "[0-9.]{3,}"},
-    {"pc_mac", "\\S{1,17}"},
-    {"conn_days", "\\d+"},
-    {"conn_hours", "1?\\d|2[0-3]"},
-    {"conn_minutes", "[1-5]?\\d"},
-    {"nr_connected_dev", "\\d+"},
-    {"ext_registrar", "[01]"},
-    {"ap_pin", "[^]{0,8}"},
-    {"channel", "[^]{0,19}"},
-    {"wps_result", "[^]?"},
+const range ranges[] = {
+    {"wan_link_status", std::regex("Connected|Disconnected")},
+    {"ip4", std::regex(dotted)},
+    {"gateway", std::regex(dotted)},
+    {"dns1", std::regex("[0-9.]{3,}")},
+    {"pc_mac", std::regex("\\S{1,17}")},
+    {"conn_days", std::regex("\\d+")},
+    {"conn_hours", std::regex("1?\\d|2[0-3]")},
+    {"conn_minutes", std::regex("[1-5]?\\d")},
+    {"nr_connected_dev", std::regex("\\d+")},
+    {"ext_registrar", std::regex("[01]")},
+    {"ap_pin", std::regex("[^]{0,8}")},
+    {"channel", std::regex("[^]{0,19}")},
+    {"wps_result", std::regex("[^]?")},
 };
 
 void check_ranges(mxml_node_t *root) {
@@ -38,7 +38,7 @@ void check_ranges(mxml_node_t *root) {
         const char *text = mxmlGetType(value) == MXML_INTEGER  ? number.get()
                            : mxmlGetType(value) == MXML_OPAQUE ? mxmlGetOpaque(value)
                                                                : mxmlGetText(value, nullptr);
-        if (text != nullptr) { fuzz::require(std::regex_match(text, std::regex(row.pattern)), row.element, text); }
+        if (text != nullptr) { fuzz::require(std::regex_match(text, row.pattern), row.element, text); }
     }
 }
 

@@ -99,9 +99,4 @@ bool is_known_command(const std::string &line) {
     });
 }
 
-std::string output_file(const std::string &line) {
-    const tokens found = split(line);
-    return found.size() > 2 && found.end()[-2].is_operator && found.end()[-2].value == ">" ? found.back().value : "";
-}
-
 } // namespace fuzz

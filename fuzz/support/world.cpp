@@ -173,7 +173,9 @@ int __wrap_pclose(FILE *stream) {
 }
 int __wrap_system(const char *line) {
     const std::string output = current->content(program_of(line));
-    if (!output.empty()) { current->put(fuzz::output_file(line), output); }
+    if (const char *file = std::strstr(line, " > "); file != nullptr && !output.empty()) {
+        current->put(file + 3, output);
+    }
     std::string &status = current->parts["status"];
     const int result = status.empty() ? 0 : static_cast<unsigned char>(status[0]);
     status.erase(0, 1);

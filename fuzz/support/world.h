@@ -49,8 +49,6 @@ std::string stored_text(const dlist_node_t *list, char field_delim, char record_
 /// Whether a line is in fuzz/commands.txt or a hook script's, and every text from outside in it exactly one word,
 /// of which the shell changes nothing.
 bool is_known_command(const std::string &line);
-/// The file that a line sends its output to, or "".
-std::string output_file(const std::string &line);
 
 /// Lives as long as an input is worked on; then the library must have closed what it opened.
 struct world {
