@@ -90,12 +90,17 @@ std::vector<tokens> load_known() {
 
 bool is_known_command(const std::string &line) {
     static const std::vector<tokens> known = load_known();
-    constexpr std::size_t longest_line = 760; // of "sms": what goes beyond may be cut, and nothing follows it
     const tokens found = split(line);
+    const bool may_be_cut = line.size() > 254; // at the shortest of the limits
     return std::any_of(known.begin(), known.end(), [&](const tokens &shape) {
-        return (found.size() == shape.size() || (found.size() < shape.size() && line.size() > longest_line)) &&
-               std::equal(found.begin(), found.end(), shape.begin(),
-                          [](const token &f, const token &k) { return matches(k, f); });
+        if (found.empty() || found.size() > shape.size() || (found.size() < shape.size() && !may_be_cut)) {
+            return false;
+        }
+        const std::size_t last = found.size() - 1;
+        return std::equal(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(last), shape.begin(),
+                          [](const token &f, const token &k) { return matches(k, f); }) &&
+               (matches(shape[last], found[last]) ||
+                (may_be_cut && shape[last].value.rfind(found[last].value, 0) == 0));
     });
 }
 

@@ -46,6 +46,13 @@ std::string program_of(const std::string &line) {
     return line.substr(0, line.find(' '));
 }
 
+/// What is made, renamed or removed is the library's own or on the card.
+int change(const std::string &path) {
+    const std::string below = path.substr(0, 21) == "/mnt/external_sdcard/" ? path.substr(20) + '/' : "/../";
+    fuzz::require(path.substr(0, 5) == "/tmp/" || below.find("/../") == std::string::npos, "a path of the card", path);
+    return 0;
+}
+
 } // namespace
 
 namespace fuzz {
@@ -131,6 +138,7 @@ void world::put(const std::string &path, const std::string &content) {
 
 int world::open(const std::string &path, int flags) {
     const bool is_there = exists(path);
+    if ((flags & O_DIRECTORY) != 0) { return -1; } // it has no folders
     if (is_there ? (flags & O_EXCL) != 0 : (flags & O_CREAT) == 0 && !exists("*")) {
         errno = is_there ? EEXIST : ENOENT;
         return -1;
@@ -151,9 +159,19 @@ int world::open(const std::string &path, int flags) {
 extern "C" {
 int __wrap_open(const char *path, int flags, ...) { return current->open(path, flags); }
 int __wrap_unlink(const char *path) {
-    return current == nullptr ? __real_unlink(path) : current->remove(path) ? 0 : -1;
+    if (current == nullptr) { return __real_unlink(path); }
+    return change(path), current->remove(path) ? 0 : -1;
 }
-int __wrap_mkdir(const char * /*path*/, mode_t /*mode*/) { return 0; }
+int __wrap_mkdir(const char *path, mode_t /*mode*/) { return change(path); }
+int __wrap_rename(const char *old_path, const char *new_path) { return change(old_path) + change(new_path); }
+int __wrap_rmdir(const char *path) { return change(path); }
+int __wrap_unlinkat(int /*folder*/, const char * /*name*/, int /*flags*/) { return -1; }
+int __wrap_access(const char *path, int /*mode*/) { return current->exists(path) ? 0 : -1; }
+int __wrap_lstat(const char *path, struct stat *status) { // a file that begins with ">" is a link
+    *status = {};
+    status->st_mode = current->content(path).rfind('>', 0) == 0 ? S_IFLNK : S_IFREG;
+    return current->exists(path) ? 0 : -1;
+}
 int __wrap_mkstemp(char *path) { return current->open(path, O_RDWR | O_CREAT | O_EXCL); }
 int __wrap_mkfifo(const char *path, mode_t /*mode*/) {
     std::string &answers = current->parts["answers"];
