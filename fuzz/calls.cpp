@@ -7,9 +7,11 @@
 
 #include "../src/command.h"
 #include "../src/modules/device_management/host_tables.h"
+#include "../src/modules/http_share/http_share_applet.h"
 #include "../src/modules/statistics/stat_api.h"
 #include "../src/modules/statistics/statistics_applet.h"
 #include "../src/modules/wan/wan_applet.h"
+#include "../src/modules/wlan_settings/wlan_settings_applet.h"
 #include "support/world.h"
 
 namespace {
@@ -67,7 +69,7 @@ void exchange(world &world, opcode_t op) {
     const std::size_t output_size = get_data_size(IO_OUTPUT, op);
     const fuzz::text input = block(get_data_size(IO_INPUT, op)), output = block(output_size);
     std::memset(output.get(), '?', output_size);
-    const bool is_sent = op < OP_END && world.exists(server_pipe) && !world.exists(lock_file);
+    const bool is_sent = op < OP_END && (world.exists(server_pipe) || world.exists("*")) && !world.exists(lock_file);
     require(call_server_func(op, input.get(), output.get()) == (is_sent ? 1 : -1), "whether a request was sent");
     if (!is_sent) { return; }
     io_meta_data_t meta = {};
@@ -82,6 +84,14 @@ void exchange(world &world, opcode_t op) {
             "neither lock nor pipe is left");
 }
 
+/// The pages whose handlers no row of the table names.
+void read_pages(world & /*world*/, const char *text) {
+    const fuzz::tree page = fuzz::parse(text);
+    dc_args_t args = {TARROW_CB_ARGS_XML, {.dc_subnode = page.get()}, nullptr};
+    for (const auto get : {wlan_get, http_share_post_get}) { get(TARROW_ACTION_GET, &args); }
+    if (page) { fuzz::serialise(page.get()); }
+}
+
 struct operation {
     const char *name;
     void (*run)(world &world, const char *text);
@@ -91,6 +101,8 @@ constexpr operation operations[] = {
     {"interface", ask_interface},
     {"stations", list_stations},
     {"version", reduce_version},
+    {"pages", read_pages},
+    {"self-test", [](world &, const char *) { stat_client_main(); }},
     {"server",
      [](world &w, const char *text) {
          for (; *text >= '0' && *text <= '3'; ++text) { exchange(w, static_cast<opcode_t>(*text - '0')); }

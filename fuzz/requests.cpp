@@ -26,7 +26,6 @@ const range ranges[] = {
     {"nr_connected_dev", std::regex("\\d+")},
     {"ext_registrar", std::regex("[01]")},
     {"ap_pin", std::regex("[^]{0,8}")},
-    {"channel", std::regex("[^]{0,19}")},
     {"progress", std::regex("-?\\d{1,9}")},
     {"output", std::regex("[^]{0,1023}")},
     {"wps_result", std::regex("[^]?")},

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <fstream>
 #include <linux/ethtool.h>
 #include <linux/sockios.h>
 #include <net/if.h>
@@ -41,6 +42,60 @@ sqlite3 *new_store() {
     return store;
 }
 
+constexpr char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.,:/+@%=-";
+constexpr char harmless[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.,:/+@%=- ";
+constexpr char codes[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789,";
+
+/// Passes one shell word without anything that a shell would change; gives null when there is none.
+const char *after_word(const char *line) {
+    for (const char *begin = line;;) {
+        line += std::strspn(line, plain);
+        if (*line == '\'') {
+            line = std::strchr(line + 1, '\'');
+            if (line++ == nullptr) { return nullptr; }
+        } else if (std::strncmp(line, "\\'", 2) == 0) {
+            line += 2;
+        } else {
+            return line > begin ? line : nullptr;
+        }
+    }
+}
+
+bool matches(const char *shape, const char *line) {
+    const bool may_be_cut = std::strlen(line) > 254; // at the shortest of the limits
+    for (; *shape != '\0' && (*line != '\0' || !may_be_cut); ++shape) {
+        if (*shape == '%') {
+            line = after_word(line);
+            if (line == nullptr) { return false; }
+        } else if (*shape == '@') {
+            line += std::strspn(line, codes);
+        } else if (*shape == '~') {
+            line += std::strspn(line, harmless);
+        } else if (*shape != *line++) {
+            return false;
+        }
+    }
+    return *line == '\0';
+}
+
+/// Those of fuzz/commands.txt, and of the table's hook scripts.
+std::vector<std::string> load_commands() {
+    std::vector<std::string> known;
+    std::ifstream lines(TARROW_SOURCE_DIR "/fuzz/commands.txt");
+    for (std::string line; std::getline(lines, line);) { known.push_back(line); }
+    int count = 0;
+    const std::unique_ptr<applet_info, decltype(&std::free)> rows(tarrow_get_module_applets(&count), &std::free);
+    for (const applet_info *row = rows.get(); row != rows.get() + count; ++row) {
+        for (const char *script : {row->di_handler_pre_set_cmd, row->di_handler_post_set_cmd,
+                                   row->di_handler_pre_get_cmd, row->di_handler_post_get_cmd}) {
+            for (const char *arguments : {" %", " % ", " % %"}) {
+                known.push_back(script != nullptr ? std::string(script) + arguments : "");
+            }
+        }
+    }
+    return known;
+}
+
 std::string program_of(const std::string &line) {
     fuzz::require(fuzz::is_known_command(line), "a known command", line);
     return line.substr(0, line.find(' '));
@@ -48,14 +103,20 @@ std::string program_of(const std::string &line) {
 
 /// What is made, renamed or removed is the library's own or on the card.
 int change(const std::string &path) {
-    const std::string below = path.substr(0, 21) == "/mnt/external_sdcard/" ? path.substr(20) + '/' : "/../";
-    fuzz::require(path.substr(0, 5) == "/tmp/" || below.find("/../") == std::string::npos, "a path of the card", path);
+    const bool is_below = path.rfind("/mnt/external_sdcard/", 0) == 0 && (path + '/').find("/../") == std::string::npos;
+    fuzz::require(is_below || path.rfind("/tmp/", 0) == 0, "a path of the card", path);
     return 0;
 }
 
 } // namespace
 
 namespace fuzz {
+
+bool is_known_command(const std::string &line) {
+    static const std::vector<std::string> known = load_commands();
+    return std::any_of(known.begin(), known.end(),
+                       [&](const std::string &shape) { return matches(shape.c_str(), line.c_str()); });
+}
 
 tree parse(const std::string &xml) {
     // Below a node of its own: what the reader makes of a broken text is released with it.
@@ -162,7 +223,7 @@ int __wrap_unlink(const char *path) {
     if (current == nullptr) { return __real_unlink(path); }
     return change(path), current->remove(path) ? 0 : -1;
 }
-int __wrap_mkdir(const char *path, mode_t /*mode*/) { return change(path); }
+int __wrap_mkdir(const char *path, mode_t /*mode*/) { return change(path + std::string("/")); }
 int __wrap_rename(const char *old_path, const char *new_path) { return change(old_path) + change(new_path); }
 int __wrap_rmdir(const char *path) { return change(path); }
 int __wrap_unlinkat(int /*folder*/, const char * /*name*/, int /*flags*/) { return -1; }
@@ -209,22 +270,18 @@ int __wrap_nanosleep(const timespec * /*time*/, timespec * /*left*/) {
 }
 int __wrap_socket(int /*domain*/, int /*type*/, int /*protocol*/) { return current->open("socket", O_RDWR | O_CREAT); }
 int __wrap_ioctl(int /*fd*/, unsigned long request, void *argument) {
-    std::string &answers = current->parts["ioctl"];
+    const std::string &answer = current->parts["ioctl"];
     auto *one = static_cast<ifreq *>(argument);
     auto *list = static_cast<ifconf *>(argument);
-    const auto take = [&](void *to, std::size_t size) {
-        const std::size_t length = answers.copy(static_cast<char *>(to), size);
-        answers.erase(0, length);
-    };
-    if (answers.empty()) { return -1; }
+    if (answer.empty()) { return -1; }
     if (request == SIOCETHTOOL) {
-        reinterpret_cast<ethtool_value *>(one->ifr_data)->data = static_cast<unsigned char>(answers[0]);
+        reinterpret_cast<ethtool_value *>(one->ifr_data)->data = static_cast<unsigned char>(answer[0]);
     } else if (request == SIOCGIFCONF) {
-        const int fitting = std::min(answers[0] & 15, list->ifc_len / static_cast<int>(sizeof(ifreq)));
-        for (int i = 0; i < fitting; ++i) { take(list->ifc_req[i].ifr_name, IFNAMSIZ - 1); }
-        list->ifc_len = fitting * static_cast<int>(sizeof(ifreq));
+        const int count = std::min(answer[0] & 15, list->ifc_len / static_cast<int>(sizeof(ifreq)));
+        for (int i = 0; i < count; ++i) { std::strncpy(list->ifc_req[i].ifr_name, &answer[1], IFNAMSIZ - 1); }
+        list->ifc_len = count * static_cast<int>(sizeof(ifreq));
     } else {
-        take(&one->ifr_addr, sizeof(one->ifr_addr));
+        answer.copy(reinterpret_cast<char *>(&one->ifr_addr), sizeof(one->ifr_addr));
     }
     return 0;
 }

@@ -46,8 +46,7 @@ void serialise(mxml_node_t *node);
 table new_table(const std::string &names, const std::string &stored, char field_delim, char record_delim);
 std::string stored_text(const dlist_node_t *list, char field_delim, char record_delim);
 
-/// Whether a line is in fuzz/commands.txt or a hook script's, and every text from outside in it exactly one word,
-/// of which the shell changes nothing.
+/// Whether a line is in fuzz/commands.txt or a hook script's, and every text from outside in it exactly one word.
 bool is_known_command(const std::string &line);
 
 /// Lives as long as an input is worked on; then the library must have closed what it opened.
