@@ -51,8 +51,9 @@ const char *after_word(const char *line) {
     for (const char *begin = line;;) {
         line += std::strspn(line, plain);
         if (*line == '\'') {
-            line = std::strchr(line + 1, '\'');
-            if (line++ == nullptr) { return nullptr; }
+            const char *end = std::strchr(line + 1, '\'');
+            if (end == nullptr) { return nullptr; }
+            line = end + 1;
         } else if (std::strncmp(line, "\\'", 2) == 0) {
             line += 2;
         } else {
