@@ -63,7 +63,7 @@ const char *after_word(const char *line) {
 }
 
 bool matches(const char *shape, const char *line) {
-    const bool may_be_cut = std::strlen(line) > 254; // at the shortest of the limits
+    const bool may_be_cut = std::strlen(line) > 760; // "sms" has the shortest lines that are
     for (; *shape != '\0' && (*line != '\0' || !may_be_cut); ++shape) {
         if (*shape == '%') {
             line = after_word(line);
