@@ -90,7 +90,7 @@ std::vector<std::string> load_commands() {
         for (const char *script : {row->di_handler_pre_set_cmd, row->di_handler_post_set_cmd,
                                    row->di_handler_pre_get_cmd, row->di_handler_post_get_cmd}) {
             for (const char *arguments : {" %", " % ", " % %"}) {
-                known.push_back(script != nullptr ? std::string(script) + arguments : "");
+                if (script != nullptr) { known.push_back(std::string(script) + arguments); }
             }
         }
     }
