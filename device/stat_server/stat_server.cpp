@@ -326,7 +326,7 @@ int main(int argc, char **argv) {
         pollfd request = {pipe, POLLIN, 0};
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             next - std::chrono::steady_clock::now());
-        const auto wait = static_cast<int>(std::max<long>(0, left.count()));
+        const auto wait = static_cast<int>(std::max(left, 0ms).count());
         if (poll(&request, behaviour() == "deaf" ? 0 : 1, wait) > 0 && behaviour() != "deaf") {
             serve(served, pipe);
         }
