@@ -3,6 +3,7 @@
 #include "support/device.h"
 
 #include <climits>
+#include <unistd.h>
 
 #include "../src/command.h"
 #include "../src/files.h"
@@ -80,6 +81,10 @@ TEST_F(helpers_test, words_stay_in_their_buffers) {
     write_file("/tmp/w", "\n abcdefgh ij\nnext");
     EXPECT_TRUE(tarrow::read_word("/tmp/w", buffer, sizeof(buffer)));
     EXPECT_STREQ(buffer, "abcde");
+    write_file("/tmp/w", "large ");
+    ASSERT_EQ(truncate("/tmp/w", 3LL << 30), 0); // more than 31 bits can say
+    EXPECT_TRUE(tarrow::read_word("/tmp/w", buffer, sizeof(buffer)));
+    EXPECT_STREQ(buffer, "large");
 }
 
 } // namespace
