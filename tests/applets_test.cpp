@@ -2,7 +2,6 @@
 
 #include "support/device.h"
 
-#include <cstddef>
 #include <cstring>
 #include <sstream>
 #include <unistd.h>
@@ -15,19 +14,6 @@ namespace {
 
 using namespace testing_device;
 using applets_test = device_test;
-
-// On the device as here: pointers and int, with their natural alignment, in the documented order.
-constexpr std::size_t ptr = sizeof(void *);
-static_assert(offsetof(applet_info, di_version) == ptr);
-static_assert(offsetof(applet_info, di_handler_upgrades) == 2 * ptr);
-static_assert(offsetof(applet_info, di_handler_validate_func) == 3 * ptr);
-static_assert(offsetof(applet_info, di_handler_pre_set_func) == 4 * ptr);
-static_assert(offsetof(applet_info, di_handler_post_set_cmd) == 7 * ptr);
-static_assert(offsetof(applet_info, di_handler_post_get_func) == 10 * ptr);
-static_assert(offsetof(applet_info, di_handler_dynamic) == 12 * ptr);
-static_assert(offsetof(applet_info, di_fd) == 13 * ptr + 1 && sizeof(applet_info) == 14 * ptr);
-static_assert(offsetof(dc_args_t, dc_data) == ptr && offsetof(dc_args_t, dc_opaque) == 2 * ptr);
-static_assert(offsetof(dlist_node_t, dn_meta) == 6000 * ptr && sizeof(dlist_node_t) == 6012 * ptr);
 
 TEST_F(applets_test, the_table_row_by_row) {
     const std::string expected = read_file(TARROW_SOURCE_DIR "/tests/applet_table.txt");
