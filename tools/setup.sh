@@ -25,8 +25,10 @@ need_build_tools() {
 build() {
     local log=build/$1.log
     mkdir -p build
-    if ! { { [ -f "build/$1/build.ninja" ] || cmake --preset "$1"; } &&
-        cmake --build --preset "$1"; } > "$log" 2>&1; then
+    if ! {
+        case $1 in i386 | armhf) tools/sysroot.sh "$1" ;; esac &&
+            { [ -f "build/$1/build.ninja" ] || cmake --preset "$1"; } && cmake --build --preset "$1"
+    } > "$log" 2>&1; then
         cat "$log" >&2
         return 1
     fi
