@@ -1,26 +1,39 @@
 #!/usr/bin/env bash
-# The shared library as a device's linker sees it: library_test.sh BUILD-FOLDER
+# The shared library as a device's linker sees it: library_test.sh BUILD-FOLDER...
 set -u
 cd "$(dirname "$0")/.."
-library=$1/libtarrow_modules.so
 failed=0
-fail() { echo "$*"; failed=1; }
+fail() { echo "$library:" "$@"; failed=1; }
 
-wanted=$(sed -n 's/^    \([a-z_][a-z0-9_]*\);$/\1/p' src/libtarrow_modules.map | sort)
-exported=$(nm -D --defined-only "$library" | awk '{ print $3 }' | sort)
-[ -n "$exported" ] && [ "$wanted" = "$exported" ] ||
-    fail "exports differ from src/libtarrow_modules.map:" "$(diff <(echo "$wanted") <(echo "$exported"))"
+# Imports as tests/imports.txt names them.
+imports() {
+    nm -D --undefined-only "$library" | while read -r _ import; do
+        name=${import%@*} version=${import#"$name"} first=@GLIBC_2.4
+        if [ "$(printf '%s\n' $first "$version" | sort -V | tail -1)" = $first ]; then version=; fi
+        echo "${name%64}${version/GLIBC_/}"
+    done | sort
+}
 
-needed=$(readelf -d "$library" | sed -n 's/.*NEEDED.*\[\(.*\)\.so.*/\1/p' | sort | tr '\n' ' ')
-[ "$needed" = "libc libcfgdb libmxml " ] || fail "needs $needed"
+for build in "$@"; do
+    library=$build/libtarrow_modules.so
+    machine=$(readelf -h "$library" | sed -n 's/.*Machine:.* //p')
 
-imports=$(nm -D --undefined-only "$library" | awk '{ print $NF }' | sed 's/@.*//')
-cxx=$(grep -E '^_Z|^__cxa_|^__gxx|^_Unwind' <<< "$imports" | grep -v '^__cxa_finalize$')
-[ -z "$cxx" ] || fail "imports of the C++ runtime: $cxx"
+    wanted=$(sed -n 's/^    \([a-z_][a-z0-9_]*\);$/\1/p' src/libtarrow_modules.map | sort)
+    exported=$(nm -D --defined-only "$library" | awk '{ print $3 }' | sort)
+    [ -n "$exported" ] && [ "$wanted" = "$exported" ] ||
+        fail "exports differ from src/libtarrow_modules.map:" "$(diff <(echo "$wanted") <(echo "$exported"))"
 
-stripped=$(mktemp)
-strip -o "$stripped" "$library"
-bytes=$(stat -c %s "$stripped")
-rm -f "$stripped"
-[ "$bytes" -le 65536 ] || fail "stripped size is $bytes bytes, more than 65536"
+    needed=$(readelf -d "$library" | sed -n 's/.*NEEDED.*\[\(.*\)\.so.*/\1/p' | sort | tr '\n' ' ')
+    [ "$needed" = "libc libcfgdb libmxml " ] || fail "needs $needed"
+
+    listed=$(sed -n "s/ *#.*//; s/^$machine: //; /:/d; /./p" tests/imports.txt | tr ' ' '\n' | sort)
+    differences=$(diff <(echo "$listed") <(imports)) ||
+        fail "imports (>) differ from tests/imports.txt (<):" "$differences"
+
+    stripped=$(mktemp)
+    "$(sed -n 's/^CMAKE_STRIP:.*=//p' "$build/CMakeCache.txt")" -o "$stripped" "$library"
+    bytes=$(stat -c %s "$stripped")
+    rm -f "$stripped"
+    [ "$bytes" -gt 0 ] && [ "$bytes" -le 65536 ] || fail "stripped size is $bytes bytes, more than 65536"
+done
 exit $failed
