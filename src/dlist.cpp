@@ -121,6 +121,9 @@ int dl_get_meta_fields(const char *metaval, dlist_node_t *dlist, char delim) {
     }
     for (char *&name : dlist->dn_meta) { // after the last token the names are null
         replace_entry(name, next_token(metaval, delim));
+        if (name == nullptr) {
+            metaval = nullptr; // without memory, too: no name comes to another one's place
+        }
     }
     return leading_entries(dlist->dn_meta);
 }

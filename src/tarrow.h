@@ -41,7 +41,7 @@ void dl_dlist_init(dlist_node_t *dlist);
 int dl_count_meta_fields(const char *metaval, char delim);
 
 // Stores the names in metaval, at most 12, as the table's field names. Answers how many were
-// stored.
+// stored: when memory runs out, those before the first that there was none for.
 int dl_get_meta_fields(const char *metaval, dlist_node_t *dlist, char delim);
 
 // Parses a stored string of records of field_count fields (1 to 12) into the table from slot 0 on.
