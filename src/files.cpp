@@ -41,12 +41,17 @@ std::optional<int> parse_number(const char *text) {
     return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
 }
 
+bool is_readable(const char *path) {
+    return access(path, R_OK) == 0;
+}
+
 std::optional<int> read_number(const char *path) {
     const file stream = open_for_reading(path);
-    if (!stream) {
-        return std::nullopt;
-    }
-    const auto next = [&] { return std::getc(stream.get()); };
+    return stream ? read_number(stream.get()) : std::nullopt;
+}
+
+std::optional<int> read_number(FILE *stream) {
+    const auto next = [&] { return std::getc(stream); };
     int c = next();
     while (is_blank(c)) {
         c = next();

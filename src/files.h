@@ -18,8 +18,12 @@ file open_for_writing(const char *path, int flags);
 /// nearest int for a value beyond an int's range. Nothing when the text begins with no number.
 std::optional<int> parse_number(const char *text);
 
+/// Whether a file is there to be read, which takes no memory.
+bool is_readable(const char *path);
+
 /// The number that a file begins with; nothing when the file cannot be opened or holds no number.
 std::optional<int> read_number(const char *path);
+std::optional<int> read_number(FILE *stream);
 
 /// Reads the first blank-delimited word of a file, cut to size - 1 characters. Without a word (one
 /// that begins with a NUL is none), or without the file, gives false and leaves the buffer as it

@@ -118,7 +118,7 @@ int switch_lock(bool is_on, const char *pin) {
 }
 
 void wait_for_sim_check() {
-    while (tarrow::open_for_reading("/tmp/sim_checking_mutex")) {
+    while (tarrow::is_readable("/tmp/sim_checking_mutex")) {
         tarrow::wait_ms(poll_interval_ms);
     }
 }

@@ -220,8 +220,8 @@ int wan_xml_get(mxml_node_t *root) {
 }
 
 void check_sim_status() {
-    const bool is_checking = bool(tarrow::open_for_reading("/tmp/sim_checking_mutex"));
-    if (is_checking || read_number(sim_status_file) == sim_is_absent) {
+    if (tarrow::is_readable("/tmp/sim_checking_mutex") ||
+        read_number(sim_status_file) == sim_is_absent) {
         return;
     }
     if (read_number("/tmp/check_sim.txt").value_or(4) != 0) {
