@@ -36,7 +36,7 @@ typedef struct statistics {
 
 // Post-get handler: reads the counters of the WAN interface, "usb" and "uap0", the WAN totals of
 // the billing period and the WAN speeds, and fills the groups of the subtree. 0, or -1 for a record
-// without one.
+// without one or when memory for the counters runs out.
 int stat_get(int flags, dc_args_t *dc);
 
 // All below: (archive). A record is handed in zero-filled; a counter without a source stays as it
