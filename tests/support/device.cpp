@@ -85,6 +85,17 @@ std::string read_file(const std::string &path) {
 
 bool exists(const std::string &path) { return fs::exists(path); }
 
+strings state_files() {
+    strings paths;
+    for (const char *folder : {"", "local", "telephony", "telephony/sms", "wps", "wsc", "wsc/wdev0ap0"}) {
+        std::error_code missing;
+        for (const auto &entry : fs::directory_iterator(fs::path("/tmp") / folder, missing)) {
+            if (!entry.is_directory()) { paths.push_back(entry.path()); }
+        }
+    }
+    return paths;
+}
+
 void set_setting(const char *module, const char *key, const std::string &value) {
     const tarrow::store handle(cfgdb_open(module));
     ASSERT_TRUE(handle);

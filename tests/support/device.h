@@ -30,6 +30,8 @@ std::string text_of(const std::string &xml, const char *element);
 void write_file(const std::string &path, const std::string &content);
 std::string read_file(const std::string &path);
 bool exists(const std::string &path);
+/// The files below /tmp, but for those in folders that a test has made.
+strings state_files();
 
 void set_setting(const char *module, const char *key, const std::string &value);
 /// The value, or "(absent)".
