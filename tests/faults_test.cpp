@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "../src/modules/http_share/http_share_applet.h"
 #include "../src/modules/wan/wan_applet.h"
 #include "../src/modules/wlan_settings/wlan_settings_applet.h"
 #include "../src/owned.h"
@@ -44,6 +45,10 @@ std::string text_or_null(const char *text) { return text != nullptr ? text : "(n
 template <typename Call>
 outcome strike(Call call) {
     std::memset(buffer, 0, sizeof(buffer));
+    if (setjmp(process_end) != 0) {
+        fault.is_armed = false;
+        return {"the end of the process"};
+    }
     fault.is_armed = true;
     const auto result = call();
     fault.is_armed = false;
@@ -198,6 +203,9 @@ const operation operations[] = {
      }),
      "no text"},
     {"generate_sw_version", just([] { return generate_sw_version(buffer); })},
+    {"http_share_post_get",
+     with("<h><sdcard_mode_option/><sd_card_state/><HTTP_SHARE_STATUS/></h>", http_share_post_get),
+     "sdcard_mode_option=0|sd_card_state=0"},
     {"wlan_get", with("<w><channel/></w>", wlan_get), "channel=0"},
 };
 
@@ -206,7 +214,6 @@ protected:
     void SetUp() override {
         device_test::SetUp();
         mxmlSetErrorCallback([](const char *) {});
-        fs::create_directories("/tmp/telephony/sms");
         std::istringstream plan(read_file(TARROW_SOURCE_DIR "/tests/faults.txt"));
         for (std::string word, rest; plan >> word && std::getline(plan >> std::ws, rest);) {
             for (std::size_t at = 0; (at = rest.find("\\n")) != std::string::npos;) { rest.replace(at, 2, "\n"); }
@@ -226,6 +233,8 @@ protected:
         for (int i = 0; i < 500 && !exists("/tmp/stat_server_fifo"); ++i) { usleep(10000); }
         output_of("cfgdb_cmd import < /sim/settings.txt");
         set_setting("wan", "cdns_enable", "1");
+        set_setting("http_share", "sd_card_state", "1");
+        clock_setting = 1770000000;
     }
     void TearDown() override {
         mxmlSetErrorCallback(nullptr);
@@ -251,7 +260,10 @@ outcome faults_test::run(const operation &op, bool is_lasting, long first) {
         if (fs::is_regular_file(path)) { fs::remove(path); }
     }
     for (const auto &files : {state_, op.files}) {
-        for (const auto &[path, content] : files) { write_file(path, content); }
+        for (const auto &[path, content] : files) {
+            fs::create_directories(fs::path(path).parent_path());
+            write_file(path, content);
+        }
     }
     set_setting("wan", "proto", op.proto); // and the store is connected
     calls(), log(), console();

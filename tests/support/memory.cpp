@@ -3,9 +3,12 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <dlfcn.h>
+#include <unistd.h>
 
 #ifdef TARROW_ASAN
 #define REAL(name) __interceptor_##name
@@ -23,6 +26,7 @@ void REAL(free)(void *block);
 namespace testing_device {
 
 memory_fault fault;
+std::jmp_buf process_end;
 
 namespace {
 
@@ -95,6 +99,11 @@ char *strdup(const char *text) {
     return copy != nullptr ? std::strcpy(static_cast<char *>(copy), text) : nullptr;
 }
 #endif
+void exit(int status) {
+    if (fault.is_armed) { std::longjmp(process_end, 1); }
+    std::fflush(nullptr);
+    _exit(status);
+}
 int nanosleep(const timespec *time, timespec *left) { // an operation under the fault does not wait
     return fault.is_armed ? 0 : clock_nanosleep(CLOCK_REALTIME, 0, time, left);
 }

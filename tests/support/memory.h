@@ -2,6 +2,8 @@
 // the settings store and the C library alike.
 #pragma once
 
+#include <csetjmp>
+
 namespace testing_device {
 
 struct memory_fault {
@@ -12,6 +14,9 @@ struct memory_fault {
     long block_count = 0;     // blocks allocated while armed, and not freed since
 };
 extern memory_fault fault;
+
+/// Where an operation goes on that ends the process while the fault is armed.
+extern std::jmp_buf process_end;
 
 /// Frees the one block that libmxml itself loses: the room for an element's first attribute, when there is
 /// none for the attribute's name. No caller can reach it or foresee it.
