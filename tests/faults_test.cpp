@@ -239,6 +239,7 @@ protected:
     void TearDown() override {
         mxmlSetErrorCallback(nullptr);
         kill(server_, SIGKILL);
+        unlink("/tmp/stat_server_fifo");
         device_test::TearDown();
     }
     void run_with_each_fault(const operation &op);

@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <regex>
+#include <set>
 #include <sstream>
 #include <sys/mount.h>
 #include <sys/socket.h>
@@ -36,6 +38,13 @@ namespace {
 
 constexpr char log_path[] = "/dev/log";
 constexpr char console_path[] = "/dev/ttyS0";
+
+std::set<std::string> written; // by the test
+const std::regex left_over(    // what the device's scripts and the library leave, and what tests have them write
+    "/tmp/(cellular_sim_status|check_sim.txt|eth_ifc|wan_ifc|wan_disc|wan_conn_status|pb_ready|channel.txt|diag|dbg1|"
+    "dbg_new_1|wifi_conn_test.log|tarrow\\.[A-Za-z0-9]{6}|(wps|wsc)/.*|seen|synced|traffic.db|"
+    "telephony/(msisdn|mep_category|(pin|puk)_(status|attempts|enabled)|pin_puk_cmd_status|sms/.*))");
+
 constexpr char calls_path[] = "/var/log/calls";
 
 std::size_t open_descriptors() {
@@ -74,6 +83,7 @@ std::string text_of(const std::string &xml, const char *element) {
 }
 
 void write_file(const std::string &path, const std::string &content) {
+    written.insert(path);
     std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 
@@ -163,6 +173,10 @@ void device_test::TearDown() {
     if (!search_path_.empty()) { setenv("PATH", search_path_.c_str(), 1); }
     clock_setting = 0;
     EXPECT_EQ(open_descriptors(), descriptors_) << "descriptors were left open or closed";
+    for (const std::string &path : state_files()) {
+        EXPECT_TRUE(written.count(path) == 1 || std::regex_match(path, left_over)) << path << " is left";
+    }
+    written.clear();
     EXPECT_TRUE(waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a child is left";
     for (const std::string &path : mounts_) { umount2(path.c_str(), MNT_DETACH); }
     fs::remove_all("/tmp/substitute");

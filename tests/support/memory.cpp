@@ -105,6 +105,8 @@ void exit(int status) {
     _exit(status);
 }
 int nanosleep(const timespec *time, timespec *left) { // an operation under the fault does not wait
-    return fault.is_armed ? 0 : clock_nanosleep(CLOCK_REALTIME, 0, time, left);
+    const int error = fault.is_armed ? 0 : clock_nanosleep(CLOCK_REALTIME, 0, time, left);
+    errno = error != 0 ? error : errno;
+    return error != 0 ? -1 : 0;
 }
 }
