@@ -226,7 +226,7 @@ protected:
             } else if (word == "proto") {
                 requests_.back().proto = rest;
             } else if (word != "#") {
-                requests_.push_back({word + " " + rest, nullptr, ""});
+                requests_.push_back({word.append(" ").append(rest), nullptr, ""});
             }
         }
         server_ = std::stoi(output_of("stat_server /sim/faults.db > /dev/null 2>&1 & echo $!"));
