@@ -90,8 +90,8 @@ int __tarrow_call_module_upgrade_handler(const applet_info *di, int modver);
 int __tarrow_call_module_dynamic_handler(const applet_info *di, int getset, int flags,
                                          dc_args_t *dca);
 
-// The same by module name (letter case counts): 0, and nothing runs, when no module has that name or
-// memory runs out.
+// The same by module name (letter case counts): 0, and nothing runs, when no module has that name
+// or memory runs out.
 int tarrow_call_module_pre_set_handler(const char *modname, int flags, dc_args_t *dca);
 int tarrow_call_module_post_set_handler(const char *modname, int flags, dc_args_t *dca);
 int tarrow_call_module_pre_get_handler(const char *modname, int flags, dc_args_t *dca);
