@@ -33,6 +33,8 @@ TEST_F(dispatch_test, a_set_request_carries_its_temporary_file_from_pre_set_to_p
     EXPECT_EQ(calls(), (strings{"/etc/init.d/lan_pre_set.sh set " + path, "/etc/init.d/lan_post_set.sh set " + path}));
     EXPECT_EQ(read_file(path), "kept\n"); // the file outlives the request
 
+    EXPECT_EQ(tarrow_call_module_pre_set_handler("lan", TARROW_ACTION_SET, nullptr), -1);
+    EXPECT_EQ(output_of("ls /tmp/tarrow.* | wc -l"), "1\n");
     char before[] = "before";
     args.dc_opaque = before;
     {
@@ -40,9 +42,7 @@ TEST_F(dispatch_test, a_set_request_carries_its_temporary_file_from_pre_set_to_p
         EXPECT_EQ(tarrow_call_module_pre_set_handler("lan", TARROW_ACTION_SET, &args), -1);
     }
     EXPECT_EQ(args.dc_opaque, before);
-    EXPECT_EQ(tarrow_call_module_pre_set_handler("lan", TARROW_ACTION_SET, nullptr), -1);
     EXPECT_EQ(calls(), strings{});
-    EXPECT_EQ(output_of("ls /tmp/tarrow.* | wc -l"), "1\n");
 }
 
 TEST_F(dispatch_test, other_phases_run_their_script_with_the_action_word_alone) {

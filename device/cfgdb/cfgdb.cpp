@@ -128,11 +128,15 @@ struct connection {
     bool is_reusable;
 };
 
+std::atomic<connection *> inherited = nullptr; // the parent process's, which is not to be touched
+
 struct close_connection {
     void operator()(connection *c) const {
-        if (c->process == getpid()) {
-            sqlite3_close(c->db);
+        if (c->process != getpid()) {
+            inherited = c; // so that it does not count as lost
+            return;
         }
+        sqlite3_close(c->db);
         std::free(c);
     }
 };

@@ -249,8 +249,7 @@ void device_test::substitute(const std::string &path, const std::string &content
     if (is_net) { fs::create_directory(source); }
     write_file(file, content);
     ASSERT_EQ(chmod(file.c_str(), 0755), 0);
-    ASSERT_EQ(mount(source.c_str(), target.c_str(), nullptr, MS_BIND, nullptr), 0)
-        << path << ": " << std::strerror(errno);
+    ASSERT_EQ(mount(source.c_str(), target.c_str(), "", MS_BIND, nullptr), 0) << path << ": " << std::strerror(errno);
     mounts_.push_back(target);
     if (!is_net) {
         fs::remove(source); // the mount keeps it

@@ -148,9 +148,10 @@ int pin_puk_xml_get(mxml_node_t *root) {
         add_integer(element, info.pin_enabled);
     }
     if (mxml_node_t *element = find_below(root, "cmd_status"); element != nullptr) {
-        if (const tarrow::file status = tarrow::open_for_reading(tarrow::cmd_status_file); status) {
-            info.cmd_status = read_number(status.get()).value_or(0);
-            unlink(tarrow::cmd_status_file); // told once
+        std::array<char, 16> status;
+        if (tarrow::read_text(tarrow::cmd_status_file, status.data(), status.size())) { // told once
+            info.cmd_status = tarrow::parse_number(status.data()).value_or(0);
+            unlink(tarrow::cmd_status_file);
         }
         add_integer(element, info.cmd_status);
     }

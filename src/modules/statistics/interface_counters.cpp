@@ -29,9 +29,10 @@ path_text counter_path(const char *interface, const char *counter) {
 
 /// Reads a counter, of which the low 32 bits count; gives the fallback when there is none.
 uint32_t read_counter(const char *interface, const char *counter, uint32_t fallback) {
-    const tarrow::file source = tarrow::open_for_reading(counter_path(interface, counter).data());
     std::array<char, 20> line;
-    if (!source || !tarrow::read_line(source.get(), line.data(), line.size())) {
+    const auto length =
+        tarrow::read_text(counter_path(interface, counter).data(), line.data(), line.size(), '\n');
+    if (length.value_or(0) == 0) {
         return fallback;
     }
     return static_cast<uint32_t>(std::strtoull(line.data(), nullptr, 10));

@@ -55,10 +55,10 @@ public:
     no_sigpipe() {
         sigemptyset(&pipe_signal_);
         sigaddset(&pipe_signal_, SIGPIPE);
-        sigset_t pending;
-        sigpending(&pending);
-        was_pending_ = sigismember(&pending, SIGPIPE) == 1;
         sigprocmask(SIG_BLOCK, &pipe_signal_, &before_);
+        sigset_t pending;
+        was_pending_ = sigismember(&before_, SIGPIPE) == 1 && // else it would not have waited
+                       sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
     }
     no_sigpipe(const no_sigpipe &) = delete;
     no_sigpipe &operator=(const no_sigpipe &) = delete;

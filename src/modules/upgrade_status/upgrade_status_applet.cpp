@@ -11,10 +11,10 @@
 
 namespace {
 
-/// The count on a file's first line, of which 9 characters count; nothing for an empty file.
-std::optional<int> read_count(FILE *stream) {
+/// The count on a file's first line, of which 9 characters count; nothing without one.
+std::optional<int> read_count(const char *path) {
     std::array<char, 10> line;
-    if (!tarrow::read_line(stream, line.data(), line.size())) {
+    if (tarrow::read_text(path, line.data(), line.size(), '\n').value_or(0) == 0) {
         return std::nullopt;
     }
     return tarrow::parse_number(line.data()).value_or(0);
@@ -38,13 +38,8 @@ int get_upgrade_status(int /*flags*/, dc_args_t *dc) {
     if (root == nullptr) {
         return -1;
     }
-    const tarrow::file total_file = tarrow::open_for_reading("/tmp/total_bytes.txt");
-    const tarrow::file written_file = tarrow::open_for_reading("/tmp/wrote_bytes.txt");
-    if (!total_file || !written_file) {
-        return 0;
-    }
-    const auto total = read_count(total_file.get());
-    const auto written = read_count(written_file.get());
+    const auto total = read_count("/tmp/total_bytes.txt");
+    const auto written = read_count("/tmp/wrote_bytes.txt");
     if (!total || !written) {
         return 0;
     }

@@ -401,10 +401,5 @@ int file_to_buf(const char *path, char *buf, int len) {
         return 0;
     }
     std::memset(buf, 0, static_cast<std::size_t>(len));
-    const tarrow::file stream = tarrow::open_for_reading(path);
-    if (!stream) {
-        return 0;
-    }
-    tarrow::read_line(stream.get(), buf, static_cast<std::size_t>(len));
-    return 1;
+    return tarrow::read_text(path, buf, static_cast<std::size_t>(len), '\n') ? 1 : 0;
 }

@@ -82,7 +82,7 @@ int wlan_cli_scan_post_get(int /*flags*/, dc_args_t *dc) {
     if (!tarrow::read_line(status.get(), line.data(), line.size())) {
         return 0;
     }
-    const tarrow::file trace = tarrow::open_for_writing(trace_file, O_CREAT | O_TRUNC);
+    const tarrow::file trace = tarrow::open_stream(trace_file, O_WRONLY | O_CREAT | O_TRUNC);
     if (trace) {
         std::fprintf(trace.get(), "string in wifi_status.txt is:%s\n", line.data());
     }

@@ -13,12 +13,8 @@ namespace {
 
 /// Reads the first bytes of the first of two files that opens over a text, as many as there are.
 void read_over(const char *preferred, const char *other, char *text, std::size_t size) {
-    tarrow::file source = tarrow::open_for_reading(preferred);
-    if (!source) {
-        source = tarrow::open_for_reading(other);
-    }
-    if (source) {
-        std::fread(text, 1, size, source.get());
+    if (!tarrow::read_bytes(preferred, text, size)) {
+        tarrow::read_bytes(other, text, size);
     }
 }
 

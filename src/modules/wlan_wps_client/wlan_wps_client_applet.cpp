@@ -12,9 +12,7 @@ namespace {
 
 std::array<char, 2> get_wps_status() {
     std::array<char, 2> status = {"0"};
-    if (const tarrow::file result = tarrow::open_for_reading("/tmp/wps/wps_result"); result) {
-        std::fread(status.data(), 1, 1, result.get());
-    }
+    tarrow::read_bytes("/tmp/wps/wps_result", status.data(), 1);
     return status;
 }
 

@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Runs the tests in the simulated device and shows what of src/ they run: lines and branches of each
+# file, then each line that no test runs. Its arguments go to the tests.
+set -euo pipefail
+cd "$(dirname "$(readlink -f "$0")")/.."
+. tools/setup.sh
+need_build_tools
+need clang llvm libclang-rt-dev
+build coverage
+log=build/coverage.tests.log
+# The device can write nothing outside: it sends what was counted through its standard output.
+device/boot --build build/coverage sh -c '
+    mkdir /run/counts
+    export LLVM_PROFILE_FILE=/run/counts/%m%c
+    status=0
+    build/coverage/tarrow_tests "$@" 1>&2 || status=$?
+    llvm-profdata merge -o - /run/counts/*
+    exit $status
+' - "$@" > build/coverage.profdata 2> $log || { cat $log; exit 1; }
+llvm-cov export -format=lcov build/coverage/tarrow_tests -object build/coverage/libtarrow_modules.so \
+    -instr-profile build/coverage.profdata "$PWD/src" | awk -F '[:,]' -v top="$PWD/" '
+    function row(name, lines, hit, branches, taken) {
+        if (!lines) return
+        printf "%-60s %5d of %5d %6.1f %%", name, hit, lines, 100 * hit / lines
+        printf "  %5d of %5d %6.1f %%\n", taken, branches, branches ? 100 * taken / branches : 100
+    }
+    BEGIN { printf "%-60s %23s  %23s\n", "file", "lines that were run", "branches taken" }
+    /^SF:/ { file = substr($0, 4); name = substr(file, length(top) + 1); number = 0 }
+    /^DA:/ && $3 == 0 {
+        while (number < $2 && (getline text < file) > 0) ++number
+        if (text !~ /^ *}$/) missed[++count] = name ":" $2 ":" text
+    }
+    /^LF:/ { lf = $2; lines += lf }
+    /^LH:/ { lh = $2; hit += lh }
+    /^BRF:/ { bf = $2; branches += bf }
+    /^BRH:/ { bh = $2; taken += bh }
+    /^end_of_record/ { row(name, lf, lh, bf, bh); bf = bh = 0 }
+    END {
+        row("total", lines, hit, branches, taken)
+        print "\nlines that no test runs:"
+        for (i = 1; i <= count; ++i) print missed[i]
+    }'
