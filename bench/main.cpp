@@ -32,8 +32,8 @@ public:
         for (const auto &[name, bound] : pairs) {
             const double time = median(times_[name]);
             const double floor = median(times_[name + "/floor"]);
-            if (floor == 0) {
-                continue; // filtered out
+            if (time == 0 || floor == 0) {
+                continue; // one of the two was filtered out
             }
             std::printf("%-28s %14.0f %14.0f %7.2f  ", name.c_str(), time, floor, time / floor);
             if (bound > 0) {
