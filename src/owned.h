@@ -40,7 +40,6 @@ using store = std::unique_ptr<cfgdb_handle_t, close_store>;
 class unique_fd {
 public:
     explicit unique_fd(int fd = -1) : fd_(fd) {}
-    unique_fd(unique_fd &&other) noexcept : fd_(other.release()) {}
     unique_fd &operator=(unique_fd &&other) noexcept {
         std::swap(fd_, other.fd_);
         return *this;
