@@ -273,6 +273,7 @@ TEST_F(share_test, nothing_that_is_posted_leaves_the_card) {
         EXPECT_EQ(remove("/mmc2", name + "2*"), 0) << text;
         expect_outside_as_before(text);
     }
+    EXPECT_EQ(make("/mmc2"), -1);
     EXPECT_EQ(make("/mmc2/link"), -1);
     EXPECT_EQ(make("/mmc2/folder/to_file"), -1);
     output_of("cd " + card + "; ln -s /tmp/local/victim a; ln -s /tmp/local/victim b");
