@@ -64,6 +64,7 @@ void reduce_version(world & /*world*/, const char *text) {
 }
 
 void exchange(world &world, opcode_t op) {
+    world.sleeps = 0; // each has its own tries for the lock
     constexpr char server_pipe[] = "/tmp/stat_server_fifo", lock_file[] = "/tmp/.sflck";
     const std::string coming = world.parts["answers"];
     const std::size_t output_size = get_data_size(IO_OUTPUT, op);
