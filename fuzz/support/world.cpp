@@ -120,9 +120,9 @@ bool is_known_command(const std::string &line) {
 }
 
 tree parse(const std::string &xml) {
-    // Below a node of its own: what the reader makes of a broken text is released with it.
+    // Below a node of its own, which no text can close: what the reader makes of a broken text is released with it.
     mxmlSetErrorCallback([](const char *) {});
-    const tree top(mxmlNewElement(nullptr, "?"));
+    const tree top(mxmlNewElement(nullptr, " "));
     const bool is_whole = mxmlLoadString(top.get(), xml.c_str(), MXML_OPAQUE_CALLBACK) != nullptr;
     mxml_node_t *root = mxmlFindElement(top.get(), top.get(), nullptr, nullptr, nullptr, MXML_DESCEND);
     if (is_whole) { mxmlRemove(root); }
