@@ -3,14 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "text.h"
+
 namespace tarrow {
-namespace {
-
-constexpr char plain_characters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
-                                    "_.,:/+@%=-";
-
-} // namespace
-
 // Appends as much of the text as leaves room for reserve more characters.
 bool command_builder::append(const char *text, std::size_t length, std::size_t reserve) {
     const std::size_t used = length_ + reserve + 1;
@@ -76,7 +71,7 @@ command_builder &command_builder::number(int value) {
 }
 
 bool is_plain(const char *text) {
-    return text[std::strspn(text, plain_characters)] == '\0';
+    return is_made_of(text, "_.,:/+@%=-");
 }
 
 int run(const char *line) {

@@ -12,13 +12,20 @@ qstr_t counted(const char *text) {
             reinterpret_cast<unsigned char *>(const_cast<char *>(text))};
 }
 
-heap_string read_setting(const char *module, const char *key) {
-    const store handle(cfgdb_open(module));
-    if (!handle) {
-        return nullptr;
-    }
+heap_string value_of(const store &handle, const char *key) {
     const qstr_t name = counted(key);
     return heap_string(cfgdb_get(handle.get(), &name));
+}
+
+void set_value(const store &handle, const char *key, const char *value) {
+    const qstr_t name = counted(key);
+    const qstr_t text = counted(value);
+    cfgdb_set(handle.get(), &name, &text);
+}
+
+heap_string read_setting(const char *module, const char *key) {
+    const store handle(cfgdb_open(module));
+    return handle ? value_of(handle, key) : nullptr;
 }
 
 int read_setting_number(const char *module, const char *key, int fallback) {

@@ -9,6 +9,12 @@ namespace tarrow {
 /// change.
 qstr_t counted(const char *text);
 
+/// The value of a setting of an opened module, or null when it is absent.
+heap_string value_of(const store &handle, const char *key);
+
+/// Sets a value in an opened module. The platform's store tells nothing of how it went.
+void set_value(const store &handle, const char *key, const char *value);
+
 /// The value of a setting, or null when it is absent or its module cannot be opened.
 heap_string read_setting(const char *module, const char *key);
 

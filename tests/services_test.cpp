@@ -91,15 +91,10 @@ TEST_F(services_test, the_line_that_runs_a_tool) {
     EXPECT_NE(output(), "before");
     calls();
     write_file("/tmp/diag", "before");
-    for (const char *refused :
-         {"<arg>1</arg>", "<command/>", "<command>PING</command>", "<command>id</command>",
-          "<command>ping;id</command>", "<command>ping id</command>", "<command> ping</command>",
-          "<command>/bin/ping</command>", "<command>ping</command><arg>-f</arg>",
-          "<command>ping</command><arg>a b</arg>", "<command>arp</command><arg>$(id)</arg>",
-          "<command>arp</command><arg>`id`</arg>", "<command>arp</command><arg>a|id</arg>",
-          "<command>arp</command><arg>a\nid</arg>", "<command>arp</command><arg>a&gt;/data/x</arg>",
-          "<command>arp</command><arg>a&amp;id</arg>", "<command>arp</command><arg>'id'</arg>",
-          "<command>arp</command><arg>$PATH</arg>", "<command>arp</command><arg>h\xc3\xb6st</arg>"}) {
+    for (const char *refused : // the rest of what a shell could take for syntax is in hostile_test
+         {"<arg>1</arg>", "<command/>", "<command>PING</command>", "<command>id</command>", "<command> ping</command>",
+          "<command>ping id</command>", "<command>ping</command><arg>-f</arg>", "<command>ping</command><arg>a b</arg>",
+          "<command>arp</command><arg>$(id)</arg>"}) {
         EXPECT_EQ(diagnose(refused), -1) << refused;
         EXPECT_EQ(calls(), strings{}) << refused;
     }

@@ -11,6 +11,7 @@
 
 #include "../../command.h"
 #include "../../files.h"
+#include "../../text.h"
 
 using tarrow::heap_string;
 
@@ -264,8 +265,6 @@ const char *get_ip_address_from_dhcp(const char *mac, const dhcp_list_t *list) {
 
 char *escape_special_chars(const char *text) {
     constexpr char digits[] = "0123456789ABCDEF";
-    constexpr char unchanged[] =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.";
     // No byte becomes more than three characters.
     char *escaped =
         text != nullptr ? static_cast<char *>(std::malloc(3 * std::strlen(text) + 1)) : nullptr;
@@ -275,7 +274,7 @@ char *escape_special_chars(const char *text) {
     char *out = escaped;
     for (; *text != '\0'; ++text) {
         const auto byte = static_cast<unsigned char>(*text);
-        if (std::strchr(unchanged, *text) != nullptr) {
+        if (tarrow::is_letter_or_digit(*text) || std::strchr("_-.", *text) != nullptr) {
             *out++ = *text;
         } else if (*text == ' ') {
             *out++ = '+';

@@ -11,6 +11,7 @@
 #include "../../callback.h"
 #include "../../command.h"
 #include "../../files.h"
+#include "../../text.h"
 #include "../../xml.h"
 
 namespace {
@@ -36,9 +37,7 @@ const char *options_of(const char *command) {
 
 /// Whether a text is empty, or can be a host's name or address and nothing else.
 bool is_host(const char *text) {
-    constexpr char host_characters[] =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:-_%";
-    return *text != '-' && text[std::strspn(text, host_characters)] == '\0';
+    return *text != '-' && tarrow::is_made_of(text, ".:-_%");
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 
 #include "../../command.h"
 #include "../../owned.h"
+#include "../../text.h"
 #include "../../xml.h"
 #include "posted.h"
 
@@ -198,9 +199,7 @@ void remove_mmc2(const char *posted, char **device_path) {
 }
 
 void update_file_time(const char *path, const char *time) {
-    constexpr char time_characters[] =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 :.,+-/@";
-    if (path == nullptr || time == nullptr || time[std::strspn(time, time_characters)] != '\0') {
+    if (path == nullptr || time == nullptr || !tarrow::is_made_of(time, " :.,+-/@")) {
         return;
     }
     const heap_string entry(strndup(path, entry_length(path)));

@@ -37,17 +37,10 @@ void store_integer(const tarrow::store &settings, const char *key, int value) {
     cfgdb_set_int(settings.get(), &name, value);
 }
 
-void store_text(const tarrow::store &settings, const char *key, const char *value) {
-    const qstr_t name = counted(key);
-    const qstr_t text = counted(value);
-    cfgdb_set(settings.get(), &name, &text);
-}
-
 /// Fills an element with a stored text by way of a field, which cuts it.
 void show_text(const tarrow::store &settings, const char *key, mxml_node_t *element, char *field,
                std::size_t size) {
-    const qstr_t name = counted(key);
-    if (const tarrow::heap_string value(cfgdb_get(settings.get(), &name)); value) {
+    if (const tarrow::heap_string value = tarrow::value_of(settings, key); value) {
         std::snprintf(field, size, "%s", value.get());
         tarrow::add_text(element, field);
     }
@@ -103,9 +96,9 @@ int set_httpshare_auth_param(const char *status, const char *wr_auth, const char
     if (!settings) {
         return -1;
     }
-    store_text(settings, status_key, status);
-    store_text(settings, wr_auth_key, wr_auth);
-    store_text(settings, file_key, file);
+    tarrow::set_value(settings, status_key, status);
+    tarrow::set_value(settings, wr_auth_key, wr_auth);
+    tarrow::set_value(settings, file_key, file);
     return 0;
 }
 

@@ -13,6 +13,7 @@
 #include "../../command.h"
 #include "../../files.h"
 #include "../../settings.h"
+#include "../../text.h"
 #include "../../xml.h"
 #include "telephony.h"
 
@@ -39,9 +40,7 @@ const char *posted_text(mxml_node_t *element) {
 }
 
 bool is_code(const char *text) {
-    return text != nullptr && *text != '\0' &&
-           text[std::strspn(text, "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
-                                  "0123456789")] == '\0';
+    return text != nullptr && *text != '\0' && tarrow::is_made_of(text, "");
 }
 
 /// A command that switches the PIN lock. Gives false when the code is refused or does not fit.
@@ -123,13 +122,6 @@ void wait_for_sim_check() {
     }
 }
 
-/// Sets a value. The platform's store tells nothing of how it went.
-void set(const tarrow::store &handle, const char *key, const char *value) {
-    const qstr_t name = tarrow::counted(key);
-    const qstr_t text = tarrow::counted(value);
-    cfgdb_set(handle.get(), &name, &text);
-}
-
 } // namespace
 
 int enable_pin(const char *pin) {
@@ -178,8 +170,8 @@ int reset_pin_using_puk(const char *puk, const char *new_pin) {
     if (!handle) {
         return -1;
     }
-    set(handle, "cellular.puk", puk);
-    set(handle, "cellular.pin", new_pin);
+    tarrow::set_value(handle, "cellular.puk", puk);
+    tarrow::set_value(handle, "cellular.pin", new_pin);
     handle.reset();
     tarrow::run("rm /tmp/unlock_sim");
     tarrow::run("rm /tmp/telephony/pin_attempts");
@@ -198,7 +190,7 @@ int provide_pin(const char *pin) {
     if (!handle) {
         return -1;
     }
-    set(handle, "cellular.pin", pin);
+    tarrow::set_value(handle, "cellular.pin", pin);
     handle.reset();
     tarrow::run("rm /tmp/unlock_sim");
     tarrow::run(sim_check);
@@ -219,9 +211,8 @@ int mep_provide_ck(const char *control_key) {
     if (!handle) {
         return -1;
     }
-    set(handle, control_key_settings[category], control_key);
-    const qstr_t proto_key = tarrow::counted("proto");
-    const tarrow::heap_string proto(cfgdb_get(handle.get(), &proto_key));
+    tarrow::set_value(handle, control_key_settings[category], control_key);
+    const tarrow::heap_string proto = tarrow::value_of(handle, "proto");
     handle.reset();
     const bool is_cellular = proto && std::strcmp(proto.get(), "cellular") == 0;
     tarrow::run(is_cellular
