@@ -6,7 +6,7 @@
 #include <memory>
 #include <strings.h>
 
-#include "../src/dlist.h"
+#include "../src/support/dlist.h"
 #include "../src/modules/device_management/connected_hosts.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "../src/owned.h"
+#include "../src/support/owned.h"
 #include "../src/tarrow.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <fstream>
 
-#include "../src/owned.h"
+#include "../src/support/owned.h"
 #include "../src/tarrow_applets.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <sys/ioctl.h>
 
-#include "../src/command.h"
+#include "../src/support/command.h"
 #include "../src/modules/device_management/host_tables.h"
 #include "../src/modules/http_share/http_share_applet.h"
 #include "../src/modules/statistics/stat_api.h"

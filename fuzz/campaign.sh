@@ -14,10 +14,10 @@ failed=0
 limits=(- -timeout=5 -rss_limit_mb=2048 -max_len=8192 -close_fd_mask=3 -print_final_stats=1)
 
 # Calls that would reach the machine are redirected; one that nobody has thought of must not slip in.
-unknown=$(nm -u build/fuzz/CMakeFiles/tarrow_objects.dir/src/{*.o,modules/*/*.o} |
+unknown=$(nm -u build/fuzz/CMakeFiles/tarrow_objects.dir/src/{*.o,support/*.o,modules/*/*.o} |
     awk 'NF == 2 { print $2 }' | grep -Ev '^(__asan|__ubsan|__sanit|__sancov|_Z|__start|__stop|(mxml|cfgdb|dl_|__cfgdb)[A-Za-z_]*$)' |
     sort -u | grep -vxFf <(tr ' ' '\n' < fuzz/harmless.txt; grep -A 2 '^set(redirected' fuzz/CMakeLists.txt | tr -s ' ()' '\n'
-        nm --defined-only build/fuzz/CMakeFiles/tarrow_objects.dir/src/{*.o,modules/*/*.o} | awk '{ print $3 }'))
+        nm --defined-only build/fuzz/CMakeFiles/tarrow_objects.dir/src/{*.o,support/*.o,modules/*/*.o} | awk '{ print $3 }'))
 [ -z "$unknown" ] || { echo "neither redirected (fuzz/CMakeLists.txt) nor in fuzz/harmless.txt:" $unknown; failed=1; }
 
 # The words of the library's source, as whole texts, part names and elements, and what means something to a shell.

@@ -2,13 +2,12 @@
 
 #include "tarrow.h"
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "dlist.h"
-#include "xml.h"
+#include "support/dlist.h"
+#include "support/xml.h"
 
 using tarrow::leading_entries;
 using tarrow::replace_entry;
@@ -76,7 +75,7 @@ bool parse_record(const char *&cursor, char **record, int field_count, char fiel
     return true;
 }
 
-/// The name of field f as an element's name matches it, or -1.
+/// The number of the field that an element is named after, or -1.
 int field_of(const dlist_node_t *dlist, int names, const char *element_name) {
     for (int f = 0; f < names; ++f) {
         if (std::strcmp(dlist->dn_meta[f], element_name) == 0) {
@@ -187,10 +186,7 @@ void dl_dlist_to_variable(char **value, const dlist_node_t *dlist, int field_del
 mxml_node_t *dl_dlist_xml_additem(mxml_node_t *subnode, int index) {
     mxml_node_t *item = subnode != nullptr ? tarrow::add_element(subnode, item_name) : nullptr;
     if (item != nullptr) {
-        std::array<char, 12> position; // "-2147483647"
-        std::snprintf(position.data(), position.size(), "%lld", index + 1LL);
-        position[9] = '\0';
-        mxmlElementSetAttr(item, "index", position.data());
+        tarrow::number_item(item, index + 1LL);
     }
     return item;
 }

@@ -2,12 +2,9 @@
 
 #include "tarrow_applets.h"
 
-#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <string>
-#include <utility>
 
 #include "modules/contacts/contacts_applet.h"
 #include "modules/device_date/device_date_applet.h"
@@ -25,8 +22,6 @@
 
 namespace {
 
-// The rows are constants of the compiler's alone. In the library each pointer among constants would
-// cost the loader a relocation, so the texts are there in one piece and the functions as code.
 constexpr applet_info rows[] = {
     {.di_modname = "lan",
      .di_version = 1,
@@ -165,87 +160,16 @@ constexpr applet_info rows[] = {
      .di_handler_post_set_cmd = "/etc/init.d/gps_location_indication_post_set.sh"},
     {.di_modname = "http_share", .di_version = 1, .di_handler_post_set_func = http_share_post_set},
 };
-constexpr std::size_t row_count = std::size(rows);
-
-/// The texts that a row may have, in their order among the packed ones.
-constexpr const char *applet_info::*texts[] = {
-    &applet_info::di_modname, &applet_info::di_handler_pre_set_cmd,
-    &applet_info::di_handler_post_set_cmd, &applet_info::di_handler_pre_get_cmd};
-
-constexpr std::size_t packed_size() {
-    std::size_t size = 0;
-    for (const applet_info &row : rows) {
-        for (const auto text : texts) {
-            size += row.*text != nullptr ? std::char_traits<char>::length(row.*text) : 0;
-        }
-        size += std::size(texts) + 3;
-    }
-    return size;
-}
-
-/// For each row its texts, each with its NUL (an absent one is empty), version and delimiters.
-constexpr auto packed_rows = [] {
-    std::array<char, packed_size()> packed = {};
-    std::size_t end = 0;
-    for (const applet_info &row : rows) {
-        for (const auto text : texts) {
-            for (const char *c = row.*text; c != nullptr && *c != '\0'; ++c) {
-                packed[end++] = *c;
-            }
-            ++end;
-        }
-        packed[end++] = static_cast<char>(row.di_version);
-        packed[end++] = row.di_rd;
-        packed[end++] = row.di_fd;
-    }
-    return packed;
-}();
-
-void unpack(applet_info *table) {
-    const char *packed = packed_rows.data();
-    for (applet_info *row = table; row != table + row_count; ++row) {
-        for (const auto text : texts) {
-            row->*text = *packed != '\0' ? packed : nullptr;
-            packed += std::strlen(packed) + 1;
-        }
-        row->di_version = static_cast<unsigned char>(*packed++);
-        row->di_rd = *packed++;
-        row->di_fd = *packed++;
-    }
-}
-
-template <std::size_t Row>
-void set_functions(applet_info &row) {
-    constexpr applet_info model = rows[Row];
-    if constexpr (model.di_handler_pre_set_func != nullptr) {
-        row.di_handler_pre_set_func = model.di_handler_pre_set_func;
-    }
-    if constexpr (model.di_handler_post_set_func != nullptr) {
-        row.di_handler_post_set_func = model.di_handler_post_set_func;
-    }
-    if constexpr (model.di_handler_pre_get_func != nullptr) {
-        row.di_handler_pre_get_func = model.di_handler_pre_get_func;
-    }
-    if constexpr (model.di_handler_post_get_func != nullptr) {
-        row.di_handler_post_get_func = model.di_handler_post_get_func;
-    }
-}
-
-template <std::size_t... Row>
-void set_all_functions(applet_info *table, std::index_sequence<Row...> /*rows*/) {
-    (set_functions<Row>(table[Row]), ...);
-}
 
 } // namespace
 
 applet_info *tarrow_get_module_applets(int *number) {
-    auto *table = static_cast<applet_info *>(std::calloc(row_count, sizeof(applet_info)));
+    auto *table = static_cast<applet_info *>(std::malloc(sizeof(rows)));
     if (table != nullptr) {
-        unpack(table);
-        set_all_functions(table, std::make_index_sequence<row_count>());
+        std::memcpy(table, rows, sizeof(rows));
     }
     if (number != nullptr) {
-        *number = static_cast<int>(row_count);
+        *number = static_cast<int>(std::size(rows));
     }
     return table;
 }

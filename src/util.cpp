@@ -5,8 +5,8 @@
 #include <array>
 #include <cstring>
 
-#include "command.h"
-#include "owned.h"
+#include "support/command.h"
+#include "support/owned.h"
 
 namespace {
 

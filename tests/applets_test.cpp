@@ -8,7 +8,7 @@
 
 #include "../src/modules/device_date/device_date_applet.h"
 #include "../src/modules/wlan_wps_client/wlan_wps_client_applet.h"
-#include "../src/owned.h"
+#include "../src/support/owned.h"
 
 namespace {
 

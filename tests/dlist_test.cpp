@@ -4,7 +4,7 @@
 
 #include <climits>
 
-#include "../src/owned.h"
+#include "../src/support/owned.h"
 
 namespace {
 

@@ -18,7 +18,7 @@
 #include "../src/modules/http_share/http_share_applet.h"
 #include "../src/modules/wan/wan_applet.h"
 #include "../src/modules/wlan_settings/wlan_settings_applet.h"
-#include "../src/owned.h"
+#include "../src/support/owned.h"
 #include "../src/tarrow_log.h"
 
 namespace {

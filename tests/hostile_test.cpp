@@ -6,7 +6,7 @@
 #include <cstring>
 #include <sstream>
 
-#include "../src/owned.h"
+#include "../src/support/owned.h"
 
 namespace {
 

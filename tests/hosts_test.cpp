@@ -7,7 +7,7 @@
 
 #include "../src/modules/device_management/device_management_applet.h"
 #include "../src/modules/device_management/host_tables.h"
-#include "../src/owned.h"
+#include "../src/support/owned.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "../device/cfgdb/backend.h"
 #include "../src/modules/sms/sms_applet.h"
-#include "../src/settings.h"
+#include "../src/support/settings.h"
 
 namespace {
 

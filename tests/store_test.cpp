@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "../src/settings.h"
+#include "../src/support/settings.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "../src/modules/wan/wan_applet.h"
-#include "../src/owned.h"
+#include "../src/support/owned.h"
 
 namespace {
 

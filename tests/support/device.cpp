@@ -16,8 +16,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "../../src/settings.h"
-#include "../../src/xml.h"
+#include "../../src/support/settings.h"
+#include "../../src/support/xml.h"
 
 namespace fs = std::filesystem;
 

@@ -5,15 +5,35 @@
 #include <array>
 #include <cstring>
 
-#include "../../callback.h"
-#include "../../command.h"
-#include "../../files.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/xml.h"
 
 namespace {
 
 constexpr std::size_t longest_contact = 56; // the characters of a contact's values together
 constexpr std::size_t longest_record = 59;  // of the index of an entry to delete
+
+/// Whether a text stays a value in the modem's command line: a control character would end the
+/// line, and ";" outside double quotes begins another command.
+bool is_modem_value(const char *text) {
+    bool is_quoted = false;
+    for (; *text != '\0'; ++text) {
+        const auto byte = static_cast<unsigned char>(*text);
+        if (byte < ' ' || byte == 0x7F || (*text == ';' && !is_quoted)) {
+            return false;
+        }
+        is_quoted = is_quoted != (*text == '"');
+    }
+    return !is_quoted;
+}
+
+/// The posted value of an element of a contact, or null without one that the modem takes.
+const char *posted_value(mxml_node_t *item, const char *name) {
+    const char *text = tarrow::opaque_text(tarrow::find_below(item, name));
+    return text != nullptr && is_modem_value(text) ? text : nullptr;
+}
 
 /// Sends a phone-book command, whose values reach the modem as they are, in one argument.
 void write_phone_book(const char *values) {
@@ -25,9 +45,9 @@ void write_phone_book(const char *values) {
 }
 
 int write_contact(mxml_node_t *item, const char *record) {
-    const char *number = tarrow::opaque_text(tarrow::find_below(item, "number"));
-    const char *type = tarrow::opaque_text(tarrow::find_below(item, "type"));
-    const char *text = tarrow::opaque_text(tarrow::find_below(item, "text"));
+    const char *number = posted_value(item, "number");
+    const char *type = posted_value(item, "type");
+    const char *text = posted_value(item, "text");
     if (number == nullptr || type == nullptr || text == nullptr ||
         std::strlen(record) + std::strlen(number) + std::strlen(type) + std::strlen(text) >
             longest_contact) {
@@ -72,7 +92,7 @@ int contacts_xml_set(mxml_node_t *root) {
     if (mxmlGetFirstChild(item) == nullptr) {
         return -1;
     }
-    const char *record = tarrow::opaque_text(tarrow::find_below(item, "record"));
+    const char *record = posted_value(item, "record");
     if (record == nullptr) {
         return -1;
     }

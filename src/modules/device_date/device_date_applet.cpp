@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "../../callback.h"
-#include "../../owned.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/owned.h"
+#include "support/xml.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ int get_device_date(int /*flags*/, dc_args_t *dc) {
     }
     const tarrow::heap_string date(static_cast<char *>(std::malloc(date_size)));
     if (get_date(date.get(), date_size) != 0) {
-        std::exit(1); // the daemon is started anew
+        std::exit(1); // a page without a date is not answered
     }
     tarrow::move_last(root, element);
     tarrow::add_opaque(element, date.get());

@@ -1,8 +1,8 @@
 // The record pass over the list of hosts, apart from where its tables come from.
 #pragma once
 
-#include "../../tarrow.h"
 #include "host_tables.h"
+#include "tarrow.h"
 
 namespace tarrow {
 

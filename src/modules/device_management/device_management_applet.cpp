@@ -6,11 +6,11 @@
 #include <cstring>
 #include <strings.h>
 
-#include "../../callback.h"
-#include "../../command.h"
-#include "../../dlist.h"
-#include "../../xml.h"
 #include "connected_hosts.h"
+#include "support/callback.h"
+#include "support/command.h"
+#include "support/dlist.h"
+#include "support/xml.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #ifndef TARROW_DEVICE_MANAGEMENT_APPLET_H
 #define TARROW_DEVICE_MANAGEMENT_APPLET_H
 
-#include "../../tarrow_applets.h"
+#include "tarrow_applets.h"
 
 #ifdef __cplusplus
 extern "C" {

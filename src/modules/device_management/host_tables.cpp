@@ -9,9 +9,9 @@
 #include <cstring>
 #include <strings.h>
 
-#include "../../command.h"
-#include "../../files.h"
-#include "../../text.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/text.h"
 
 using tarrow::heap_string;
 

@@ -8,11 +8,11 @@
 #include <cstring>
 #include <strings.h>
 
-#include "../../callback.h"
-#include "../../command.h"
-#include "../../files.h"
-#include "../../text.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/text.h"
+#include "support/xml.h"
 
 namespace {
 
@@ -30,6 +30,11 @@ const char *options_of(const char *command) {
     for (const char *tool : {"route", "traceroute", "arp"}) {
         if (strcasecmp(command, tool) == 0) {
             return "-n";
+        }
+    }
+    for (const char *tool : {"ping", "arping"}) { // in other letters than the tool's own
+        if (strcasecmp(command, tool) == 0) {
+            return "";
         }
     }
     return nullptr;

@@ -4,10 +4,10 @@
 
 #include <array>
 
-#include "../../callback.h"
-#include "../../files.h"
-#include "../../xml.h"
 #include "posted.h"
+#include "support/callback.h"
+#include "support/files.h"
+#include "support/xml.h"
 
 using tarrow::posted_text;
 

@@ -5,7 +5,7 @@
 
 #include <stdint.h>
 
-#include "../../tarrow_applets.h"
+#include "tarrow_applets.h"
 
 #ifdef __cplusplus
 extern "C" {

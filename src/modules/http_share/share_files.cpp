@@ -9,11 +9,11 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
-#include "../../command.h"
-#include "../../owned.h"
-#include "../../text.h"
-#include "../../xml.h"
 #include "posted.h"
+#include "support/command.h"
+#include "support/owned.h"
+#include "support/text.h"
+#include "support/xml.h"
 
 using tarrow::heap_string;
 using tarrow::posted_text;
@@ -159,7 +159,7 @@ bool remove_folder(char *path, std::size_t length, int may_keep_open) {
     while (!complete) {
         folder stream = open_folder(path);
         if (!stream) {
-            return false;
+            break; // an empty one can go all the same
         }
         for (std::size_t passed = 0; passed < kept && next_entry(stream.get()) != nullptr;) {
             ++passed;

@@ -6,12 +6,12 @@
 #include <cstring>
 #include <unistd.h>
 
-#include "../../callback.h"
-#include "../../command.h"
-#include "../../files.h"
-#include "../../settings.h"
-#include "../../tarrow_log.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/settings.h"
+#include "support/xml.h"
+#include "tarrow_log.h"
 
 using tarrow::counted;
 using tarrow::find_below;
@@ -25,6 +25,7 @@ constexpr char status_key[] = "HTTP_SHARE_STATUS";
 constexpr char wr_auth_key[] = "HTTP_SHARE_WR_AUTH";
 constexpr char file_key[] = "HTTP_SHARE_FILE";
 
+constexpr char default_device[] = "/dev/block/mmcblk0";
 constexpr std::size_t device_size = 30; // of a buffer for the card's block device
 
 int read_integer(const tarrow::store &settings, const char *key) {
@@ -35,6 +36,23 @@ int read_integer(const tarrow::store &settings, const char *key) {
 void store_integer(const tarrow::store &settings, const char *key, int value) {
     const qstr_t name = counted(key);
     cfgdb_set_int(settings.get(), &name, value);
+}
+
+/// Offers a block device to the computer. Gives false, and offers none, when the line does not fit:
+/// a cut path could be another device's.
+bool offer_card(const char *device) {
+    tarrow::command_line<100> line;
+    line.text(" echo ");
+    if (device[std::strspn(device, "0123456789")] == '\0') { // it would be taken for a descriptor
+        line.text("'").text(device).text("'");
+    } else {
+        line.word(device);
+    }
+    line.text(">/sys/devices/platform/usb_mass_storage/lun1/file");
+    if (line.complete()) {
+        tarrow::run(line);
+    }
+    return line.complete();
 }
 
 /// Fills an element with a stored text by way of a field, which cuts it.
@@ -49,7 +67,6 @@ void show_text(const tarrow::store &settings, const char *key, mxml_node_t *elem
 } // namespace
 
 int set_httpshare_mode(const char *mode) {
-    std::array<char, device_size> device = {"/dev/block/mmcblk0"};
     const tarrow::store settings(mode != nullptr ? cfgdb_open(module) : nullptr);
     if (!settings) {
         return -1;
@@ -60,19 +77,21 @@ int set_httpshare_mode(const char *mode) {
         tarrow::run("echo \"http_share_remount\" > /data/panelui/event");
     } else {
         store_integer(settings, mode_key, 0);
+        std::array<char, device_size> device = {};
+        std::strcpy(device.data(), default_device);
         get_tcard_block(device.data());
-        tarrow::command_line<100> line;
-        line.text(" echo ").word(device.data());
-        line.text(">/sys/devices/platform/usb_mass_storage/lun1/file");
-        tarrow::run(line);
+        if (!offer_card(device.data())) {
+            offer_card(default_device);
+        }
     }
     return 0;
 }
 
 void get_tcard_block(char *device) {
-    std::array<char, device_size + 1> word; // one more, to tell a word that is too long
-    if (device != nullptr && tarrow::read_word("/tmp/tcard_block", word.data(), word.size()) &&
-        word[0] == '/' && tarrow::is_plain(word.data()) && std::strlen(word.data()) < device_size) {
+    std::array<char, device_size + 1> word = {}; // one more, to tell a word that is too long
+    tarrow::read_word("/tmp/tcard_block", word.data(), word.size());
+    const std::size_t length = std::strlen(word.data());
+    if (device != nullptr && length > 0 && length < device_size) {
         std::strcpy(device, word.data());
     }
 }

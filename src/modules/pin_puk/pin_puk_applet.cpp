@@ -8,90 +8,46 @@
 #include <cstring>
 #include <syslog.h>
 
-#include "../../callback.h"
-#include "../../clock.h"
-#include "../../command.h"
-#include "../../files.h"
-#include "../../settings.h"
-#include "../../text.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/clock.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/settings.h"
+#include "support/text.h"
+#include "support/xml.h"
 #include "telephony.h"
 
 namespace {
 
 constexpr std::size_t command_size = 255;
-constexpr std::size_t longest_control_key = 255;
+constexpr std::size_t longest_code = 255;
 constexpr int poll_interval_ms = 50;
 constexpr int waits_for_control_key = 5; // the PIN state in which the SIM takes one
 constexpr char sim_check[] = "/usr/app/agent_client 0 /usr/app/check_sim_status.sh";
 
+constexpr char lock_command[] = "/usr/app/at_chat -i /dev/citty0 -c AT+CLCK=\"SC\",";
+constexpr char change_command[] = "/usr/app/at_chat -i /dev/citty0 -c AT+CPWD=\"SC\",";
+constexpr char ok_filter[] = " | /xbin/grep \"OK\"";
+
 /// The setting that holds the control key of each lock category.
-constexpr char control_key_settings[][18] = {"cellular.mep_nck", "cellular.mep_nsck",
-                                             "cellular.mep_spck", "cellular.mep_cck",
-                                             "cellular.mep_pck"};
+constexpr const char *control_key_settings[] = {"cellular.mep_nck", "cellular.mep_nsck",
+                                                "cellular.mep_spck", "cellular.mep_cck",
+                                                "cellular.mep_pck"};
 
 using modem_line = tarrow::command_line<command_size>;
 
-/// A posted text, or null for an element that holds anything beside one: part of a code is another
+/// A posted code, or null for an element that holds anything beside one: part of a code is another
 /// code.
-const char *posted_text(mxml_node_t *element) {
+const char *posted_code(mxml_node_t *root, const char *name) {
+    mxml_node_t *element = tarrow::find_below(root, name);
     const char *text = tarrow::opaque_text(element);
     return mxmlGetNextSibling(mxmlGetFirstChild(element)) == nullptr ? text : nullptr;
 }
 
 bool is_code(const char *text) {
-    return text != nullptr && *text != '\0' && tarrow::is_made_of(text, "");
+    return text != nullptr && *text != '\0' && std::strlen(text) <= longest_code &&
+           tarrow::is_made_of(text, "");
 }
-
-/// A command that switches the PIN lock. Gives false when the code is refused or does not fit.
-bool make_lock(modem_line &line, bool is_on, const char *pin, const char *filter) {
-    if (!is_code(pin)) {
-        return false;
-    }
-    line.text("/usr/app/at_chat -i /dev/citty0 -c AT+CLCK=\"SC\",")
-        .text(is_on ? "1," : "0,")
-        .text(pin)
-        .text(filter);
-    return line.complete();
-}
-
-/// Whether a code could be sent to the modem at all.
-bool is_sendable(const char *code) {
-    modem_line line;
-    return make_lock(line, true, code, "");
-}
-
-bool are_sendable(const char *puk, const char *new_pin) {
-    return is_sendable(puk) && is_sendable(new_pin);
-}
-
-bool is_control_key(const char *key) {
-    return is_code(key) && std::strlen(key) <= longest_control_key;
-}
-
-/// The commands of a PIN change.
-struct pin_change {
-    modem_line lock_on;
-    modem_line change;
-    modem_line lock_off_new;
-    modem_line lock_off_old;
-
-    /// Gives false when a code is refused or does not fit.
-    bool make(const char *old_pin, const char *new_pin) {
-        constexpr char ok_filter[] = " | /xbin/grep \"OK\"";
-        if (!make_lock(lock_on, true, old_pin, ok_filter) ||
-            !make_lock(lock_off_new, false, new_pin, ok_filter) ||
-            !make_lock(lock_off_old, false, old_pin, ok_filter)) {
-            return false;
-        }
-        change.text("/usr/app/at_chat -i /dev/citty0 -c AT+CPWD=\"SC\",")
-            .text(old_pin)
-            .text(",")
-            .text(new_pin)
-            .text(ok_filter);
-        return change.complete();
-    }
-};
 
 int run_logged(const modem_line &line) {
     syslog(LOG_DEBUG, "Executing %s\n", line.c_str());
@@ -104,39 +60,29 @@ void check_sim_without_attempts(const pin_puk_info &info) {
     }
 }
 
+void make_lock(modem_line &line, bool is_on, const char *pin, const char *filter) {
+    line.text(lock_command).text(is_on ? "1," : "0,").text(pin).text(filter);
+}
+
 int switch_lock(bool is_on, const char *pin) {
-    modem_line line;
-    if (!make_lock(line, is_on, pin, "")) {
-        return -1;
-    }
     pin_puk_info info = {-1, -1, -1, 0};
+    modem_line line;
+    make_lock(line, is_on, pin, "");
     run_logged(line);
     pin_puk_info_get(&info);
     check_sim_without_attempts(info);
     return 0;
 }
 
-void wait_for_sim_check() {
-    while (tarrow::is_readable("/tmp/sim_checking_mutex")) {
-        tarrow::wait_ms(poll_interval_ms);
-    }
-}
-
-} // namespace
-
-int enable_pin(const char *pin) {
+int switch_lock_on(const char *pin, const char * /*none*/) {
     return switch_lock(true, pin);
 }
 
-int disable_pin(const char *pin) {
+int switch_lock_off(const char *pin, const char * /*none*/) {
     return switch_lock(false, pin);
 }
 
-int change_pin(const char *old_pin, const char *new_pin) {
-    pin_change lines;
-    if (!lines.make(old_pin, new_pin)) {
-        return -1;
-    }
+int change(const char *old_pin, const char *new_pin) {
     int lock_state = -1;
     pin_puk_info info = {-1, -1, -1, 0};
     tarrow::run("/usr/app/at_chat -i/dev/citty0 -c AT+CLCK=\"SC\",2 | /xbin/grep CLCK >"
@@ -147,11 +93,17 @@ int change_pin(const char *old_pin, const char *new_pin) {
     // A PIN can only be changed while its lock is on.
     const bool was_off = lock_state == 0;
     if (was_off) {
-        run_logged(lines.lock_on);
+        modem_line lock_on;
+        make_lock(lock_on, true, old_pin, ok_filter);
+        run_logged(lock_on);
     }
-    const bool is_changed = run_logged(lines.change) == 0;
+    modem_line line;
+    line.text(change_command).text(old_pin).text(",").text(new_pin).text(ok_filter);
+    const bool is_changed = run_logged(line) == 0;
     if (was_off) {
-        tarrow::run(is_changed ? lines.lock_off_new : lines.lock_off_old);
+        modem_line lock_off;
+        make_lock(lock_off, false, is_changed ? new_pin : old_pin, ok_filter);
+        tarrow::run(lock_off);
     }
     if (!is_changed) {
         tarrow::write_number(tarrow::cmd_status_file, 1);
@@ -161,10 +113,13 @@ int change_pin(const char *old_pin, const char *new_pin) {
     return 0;
 }
 
-int reset_pin_using_puk(const char *puk, const char *new_pin) {
-    if (!are_sendable(puk, new_pin)) {
-        return -1;
+void wait_for_sim_check() {
+    while (tarrow::is_readable("/tmp/sim_checking_mutex")) {
+        tarrow::wait_ms(poll_interval_ms);
     }
+}
+
+int unblock(const char *puk, const char *new_pin) {
     wait_for_sim_check();
     tarrow::store handle(cfgdb_open("wan"));
     if (!handle) {
@@ -181,10 +136,7 @@ int reset_pin_using_puk(const char *puk, const char *new_pin) {
     return 0;
 }
 
-int provide_pin(const char *pin) {
-    if (!is_sendable(pin)) {
-        return -1;
-    }
+int enter_pin(const char *pin, const char * /*none*/) {
     wait_for_sim_check();
     tarrow::store handle(cfgdb_open("wan"));
     if (!handle) {
@@ -198,9 +150,8 @@ int provide_pin(const char *pin) {
     return 0;
 }
 
-int mep_provide_ck(const char *control_key) {
-    if (!is_control_key(control_key) ||
-        tarrow::read_number("/tmp/telephony/pin_status") != waits_for_control_key) {
+int enter_control_key(const char *control_key, const char * /*none*/) {
+    if (tarrow::read_number("/tmp/telephony/pin_status") != waits_for_control_key) {
         return -1;
     }
     const int category = tarrow::read_number(tarrow::mep_category_file).value_or(-1);
@@ -221,44 +172,86 @@ int mep_provide_ck(const char *control_key) {
     return 0;
 }
 
+/// An operation, by its number from 1 on.
+struct operation {
+    const char *first;         // the elements that hold its codes
+    const char *second;        // null: it has one code, and the other is ""
+    std::size_t longest_codes; // together: what its command line has room for
+    int (*run)(const char *first, const char *second);
+
+    [[nodiscard]] bool takes(const char *code, const char *other) const {
+        return is_code(code) && (second == nullptr || is_code(other)) &&
+               std::strlen(code) + std::strlen(other) <= longest_codes;
+    }
+};
+template <std::size_t Size>
+constexpr std::size_t length_of(const char (&)[Size]) {
+    return Size - 1;
+}
+constexpr std::size_t line_length = command_size - 1;
+constexpr std::size_t room_in_lock = line_length - length_of(lock_command) - length_of("1,");
+constexpr std::size_t room_in_change =
+    line_length - length_of(change_command) - length_of(",") - length_of(ok_filter);
+constexpr std::array<operation, 6> operations = {{
+    {"pin", nullptr, room_in_lock, switch_lock_on},
+    {"pin", nullptr, room_in_lock, switch_lock_off},
+    {"pin", "new_pin", room_in_change, change}, // which is the room of its other lines as well
+    {"puk", "new_pin", 2 * longest_code, unblock},
+    {"pin", nullptr, longest_code, enter_pin},
+    {"mep_unlock_ck", nullptr, longest_code, enter_control_key},
+}};
+
+/// The operation of a number, or null.
+const operation *operation_of(int number) {
+    return number >= 1 && number <= static_cast<int>(operations.size())
+               ? &operations[static_cast<std::size_t>(number - 1)]
+               : nullptr;
+}
+
+int perform(int number, const char *first, const char *second) {
+    const operation *chosen = operation_of(number);
+    return chosen->takes(first, second) ? chosen->run(first, second) : -1;
+}
+
+} // namespace
+
+int enable_pin(const char *pin) {
+    return perform(1, pin, "");
+}
+
+int disable_pin(const char *pin) {
+    return perform(2, pin, "");
+}
+
+int change_pin(const char *old_pin, const char *new_pin) {
+    return perform(3, old_pin, new_pin);
+}
+
+int reset_pin_using_puk(const char *puk, const char *new_pin) {
+    return perform(4, puk, new_pin);
+}
+
+int provide_pin(const char *pin) {
+    return perform(5, pin, "");
+}
+
+int mep_provide_ck(const char *control_key) {
+    return perform(6, control_key, "");
+}
+
 int pin_puk_xml_set(mxml_node_t *root) {
-    struct operation {
-        const char *first;  // the elements that hold its codes
-        const char *second; // null: it has one code
-        bool (*accepts)(const char *first, const char *second);
-        int (*run)(const char *first, const char *second);
-    };
-    constexpr auto accepts_pin = [](const char *pin, const char *) { return is_sendable(pin); };
-    constexpr std::array<operation, 6> operations = {{
-        {"pin", nullptr, accepts_pin,
-         [](const char *pin, const char *) { return enable_pin(pin); }},
-        {"pin", nullptr, accepts_pin,
-         [](const char *pin, const char *) { return disable_pin(pin); }},
-        {"pin", "new_pin",
-         [](const char *pin, const char *new_pin) { return pin_change().make(pin, new_pin); },
-         change_pin},
-        {"puk", "new_pin", are_sendable, reset_pin_using_puk},
-        {"pin", nullptr, accepts_pin,
-         [](const char *pin, const char *) { return provide_pin(pin); }},
-        {"mep_unlock_ck", nullptr,
-         [](const char *key, const char *) { return is_control_key(key); },
-         [](const char *key, const char *) { return mep_provide_ck(key); }},
-    }};
-    const auto posted = [&](const char *name) {
-        return posted_text(tarrow::find_below(root, name));
-    };
-    const char *command = posted("command");
-    const int number = command != nullptr ? tarrow::parse_number(command).value_or(0) : 0;
-    if (number < 1 || number > static_cast<int>(operations.size())) {
+    const char *command = tarrow::opaque_text(tarrow::find_below(root, "command"));
+    const operation *chosen =
+        operation_of(command != nullptr ? tarrow::parse_number(command).value_or(0) : 0);
+    if (chosen == nullptr) {
         return -1;
     }
-    const operation &chosen = operations[static_cast<std::size_t>(number - 1)];
-    const char *first = posted(chosen.first);
-    const char *second = chosen.second != nullptr ? posted(chosen.second) : "";
-    if (first == nullptr || second == nullptr || !chosen.accepts(first, second)) {
+    const char *first = posted_code(root, chosen->first);
+    const char *second = chosen->second != nullptr ? posted_code(root, chosen->second) : "";
+    if (!chosen->takes(first, second)) {
         return -1;
     }
-    chosen.run(first, second); // what comes of it is read with the page
+    chosen->run(first, second); // what comes of it is read with the page
     return 0;
 }
 

@@ -8,25 +8,26 @@
 #include <sys/stat.h>
 #include <syslog.h>
 
-#include "../../callback.h"
-#include "../../clock.h"
-#include "../../command.h"
-#include "../../files.h"
-#include "../../tarrow_log.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/clock.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/xml.h"
+#include "tarrow_log.h"
 #include "telephony.h"
 
 using tarrow::add_integer;
 using tarrow::find_below;
 using tarrow::read_number;
+using tarrow::scan_number;
 
 namespace {
 
 constexpr int reply_wait_ms = 200;
 
 /// The name of each lock category's code in the modem's list of remaining attempts.
-constexpr char lock_codes[][14] = {"PH-NET PIN", "PH-NETSUB PIN", "PH-SP PIN", "PH-CORP PIN",
-                                   "PH-SIM PIN"};
+constexpr const char *lock_codes[] = {"PH-NET PIN", "PH-NETSUB PIN", "PH-SP PIN", "PH-CORP PIN",
+                                      "PH-SIM PIN"};
 
 void make_folder() {
     mkdir("/tmp/telephony/", 0777);
@@ -129,9 +130,8 @@ int pin_puk_xml_get(mxml_node_t *root) {
     pin_puk_info info = {-1, -1, -1, 0};
     const bool is_sim_present = read_number("/tmp/cellular_sim_status").value_or(1) == 0;
     if (mxml_node_t *element = find_below(root, "pin_attempts"); element != nullptr) {
-        if (const auto pin = read_number(tarrow::pin_attempts_file)) {
-            info.pin_attempts = *pin;
-            info.puk_attempts = read_number(tarrow::puk_attempts_file).value_or(-1);
+        if (scan_number(tarrow::pin_attempts_file, info.pin_attempts)) {
+            scan_number(tarrow::puk_attempts_file, info.puk_attempts);
         } else if (is_sim_present) {
             pin_puk_info_get_attempts(&info);
         }
@@ -140,26 +140,20 @@ int pin_puk_xml_get(mxml_node_t *root) {
     // The PUK attempts are loaded with those of the PIN, not for themselves.
     add_integer(find_below(root, "puk_attempts"), info.puk_attempts);
     if (mxml_node_t *element = find_below(root, "pin_enabled"); element != nullptr) {
-        if (const auto enabled = read_number(tarrow::pin_enabled_file)) {
-            info.pin_enabled = *enabled;
-        } else if (is_sim_present) {
+        if (!scan_number(tarrow::pin_enabled_file, info.pin_enabled) && is_sim_present) {
             pin_puk_info_get_enabled(&info);
         }
         add_integer(element, info.pin_enabled);
     }
     if (mxml_node_t *element = find_below(root, "cmd_status"); element != nullptr) {
-        std::array<char, 16> status;
-        if (tarrow::read_text(tarrow::cmd_status_file, status.data(), status.size())) { // told once
-            info.cmd_status = tarrow::parse_number(status.data()).value_or(0);
-            unlink(tarrow::cmd_status_file);
+        if (scan_number(tarrow::cmd_status_file, info.cmd_status)) {
+            unlink(tarrow::cmd_status_file); // told once
         }
         add_integer(element, info.cmd_status);
     }
     if (mxml_node_t *element = find_below(root, "mep_attempts"); element != nullptr) {
         int32_t attempts = -1;
-        if (const auto known = read_number("/tmp/telephony/mep_attempts")) {
-            attempts = *known;
-        } else {
+        if (!scan_number("/tmp/telephony/mep_attempts", attempts)) {
             mep_get_attempts(&attempts);
         }
         add_integer(element, attempts);

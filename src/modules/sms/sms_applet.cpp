@@ -8,10 +8,10 @@
 #include <cstring>
 #include <syslog.h>
 
-#include "../../callback.h"
-#include "../../command.h"
-#include "../../files.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/xml.h"
 
 using tarrow::find_below;
 
@@ -67,7 +67,7 @@ bool add_message(mxml_node_t *element, int number, const char *index, char **cur
     if (item == nullptr) {
         return false;
     }
-    mxmlElementSetAttrf(item, "index", "%d", number);
+    tarrow::number_item(item, number);
     const char *field = index;
     for (const char *name : {"index", "stat", "length", "pdu"}) {
         if (field == nullptr) {

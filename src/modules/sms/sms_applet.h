@@ -2,7 +2,7 @@
 #ifndef TARROW_SMS_APPLET_H
 #define TARROW_SMS_APPLET_H
 
-#include "../../tarrow_applets.h"
+#include "tarrow_applets.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -6,9 +6,10 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
-#include "../../files.h"
-#include "../../owned.h"
+#include "support/files.h"
+#include "support/owned.h"
 
 namespace {
 
@@ -27,19 +28,44 @@ path_text counter_path(const char *interface, const char *counter) {
     return path;
 }
 
-/// Reads a counter, of which the low 32 bits count; gives the fallback when there is none.
-uint32_t read_counter(const char *interface, const char *counter, uint32_t fallback) {
-    std::array<char, 20> line;
+using counter_text = std::array<char, 20>;
+
+/// The first line of a counter file, of which 19 characters count; nothing without one.
+std::optional<counter_text> read_counter(const char *interface, const char *counter) {
+    counter_text line;
     const auto length =
-        tarrow::read_text(counter_path(interface, counter).data(), line.data(), line.size(), '\n');
-    if (length.value_or(0) == 0) {
-        return fallback;
-    }
+        tarrow::read_first_line(counter_path(interface, counter).data(), line.data(), line.size());
+    return length.value_or(0) > 0 ? std::optional(line) : std::nullopt;
+}
+
+/// The low 32 bits of a counter, 0 for a line that begins with no number.
+uint32_t value_of(const counter_text &line) {
     return static_cast<uint32_t>(std::strtoull(line.data(), nullptr, 10));
 }
 
-void read_counter(const char *interface, const char *counter, int32_t &value) {
-    value = static_cast<int32_t>(read_counter(interface, counter, static_cast<uint32_t>(value)));
+/// Reads a counter into a field, which keeps its value without one.
+template <typename Field>
+void take_counter(const char *interface, const char *counter, Field &field) {
+    if (const auto line = read_counter(interface, counter)) {
+        field = static_cast<Field>(value_of(*line));
+    }
+}
+
+/// Adds a counter to a field; a line that begins with no number adds nothing.
+template <typename Field>
+void add_counter(const char *interface, const char *counter, Field &field) {
+    if (const auto line = read_counter(interface, counter)) {
+        field = static_cast<Field>(static_cast<uint32_t>(field) + value_of(*line));
+    }
+}
+
+/// The same as take_counter, but a line that begins with no number leaves the field as well.
+template <typename Field>
+void scan_counter(const char *interface, const char *counter, Field &field) {
+    const auto line = read_counter(interface, counter);
+    if (line && tarrow::parse_number(line->data())) {
+        field = static_cast<Field>(value_of(*line));
+    }
 }
 
 /// The totals of the current connection; 0 without an answer.
@@ -60,23 +86,18 @@ void read_totals(const char *interface, statistics_t &record) {
     record.tx_gbytes = output->tx_gbytes;
 }
 
-/// Adds the transmit counters of a virtual access point that is up. Gives its transmit errors.
-uint32_t add_access_point(const char *interface, statistics_t &record) {
-    std::array<char, 20> state;
+/// Adds the transmit counters of a virtual access point, unless it is down or not there.
+void add_access_point(const char *interface, statistics_t &record) {
+    std::array<char, 20> state = {};
     if (!tarrow::read_word(counter_path(interface, "operstate").data(), state.data(),
                            state.size()) ||
         std::strstr(state.data(), "down") != nullptr) {
-        return 0;
+        return;
     }
-    const auto add = [](int32_t value, uint32_t more) {
-        return static_cast<int32_t>(static_cast<uint32_t>(value) + more);
-    };
-    record.tx.sent += read_counter(interface, "statistics/tx_packets", 0);
-    record.tx.dropped = add(record.tx.dropped, read_counter(interface, "statistics/tx_dropped", 0));
-    const uint32_t errors = read_counter(interface, "statistics/tx_errors", 0);
-    record.tx.collisions =
-        add(record.tx.collisions, read_counter(interface, "statistics/collisions", 0));
-    return errors;
+    add_counter(interface, "statistics/tx_packets", record.tx.sent);
+    add_counter(interface, "statistics/tx_dropped", record.tx.dropped);
+    add_counter(interface, "statistics/tx_errors", record.errors);
+    add_counter(interface, "statistics/collisions", record.tx.collisions);
 }
 
 } // namespace
@@ -85,13 +106,13 @@ int statistics_get(const char *interface, statistics_t *record) {
     if (interface == nullptr || record == nullptr) {
         return 1;
     }
-    read_counter(interface, "statistics/rx_packets", record->rx.received);
-    record->errors = read_counter(interface, "statistics/rx_errors", record->errors);
-    read_counter(interface, "statistics/rx_dropped", record->rx.dropped);
-    record->tx.sent = read_counter(interface, "statistics/tx_packets", record->tx.sent);
-    record->errors += read_counter(interface, "statistics/tx_errors", 0);
-    read_counter(interface, "statistics/tx_dropped", record->tx.dropped);
-    read_counter(interface, "statistics/collisions", record->tx.collisions);
+    take_counter(interface, "statistics/rx_packets", record->rx.received);
+    take_counter(interface, "statistics/rx_errors", record->errors);
+    take_counter(interface, "statistics/rx_dropped", record->rx.dropped);
+    take_counter(interface, "statistics/tx_packets", record->tx.sent);
+    add_counter(interface, "statistics/tx_errors", record->errors);
+    take_counter(interface, "statistics/tx_dropped", record->tx.dropped);
+    take_counter(interface, "statistics/collisions", record->tx.collisions);
     read_totals(interface, *record);
     return 1;
 }
@@ -101,14 +122,14 @@ int statistics_get_mbss(const char *interface, statistics_t *record) {
         std::puts("pointer is NULL ");
         return -1;
     }
-    read_counter(interface, "statistics/rx_packets", record->rx.received);
-    read_counter(interface, "statistics/rx_dropped", record->rx.dropped);
-    uint32_t errors = read_counter(interface, "statistics/rx_errors", 0);
+    record->errors = 0;
+    scan_counter(interface, "statistics/rx_packets", record->rx.received);
+    scan_counter(interface, "statistics/rx_dropped", record->rx.dropped);
+    scan_counter(interface, "statistics/rx_errors", record->errors);
     for (int number = 0; number < access_points; ++number) {
         path_text access_point;
         std::snprintf(access_point.data(), access_point.size(), "%sap%d", interface, number);
-        errors += add_access_point(access_point.data(), *record);
+        add_access_point(access_point.data(), *record);
     }
-    record->errors = errors;
     return 0;
 }

@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <sys/stat.h>
 
-#include "../../clock.h"
-#include "../../owned.h"
+#include "support/clock.h"
+#include "support/owned.h"
 
 static_assert(sizeof(io_meta_data_t) == 12 && offsetof(io_meta_data_t, op) == 0);
 static_assert(offsetof(io_meta_data_t, cpid) == 4 && offsetof(io_meta_data_t, dsize) == 8);

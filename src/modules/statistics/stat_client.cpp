@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "../../owned.h"
 #include "stat_api.h"
+#include "support/owned.h"
 
 namespace {
 

@@ -6,11 +6,11 @@
 #include <cstring>
 #include <ctime>
 
-#include "../../callback.h"
-#include "../../owned.h"
-#include "../../settings.h"
-#include "../../xml.h"
-#include "../wan/wan_applet.h"
+#include "modules/wan/wan_applet.h"
+#include "support/callback.h"
+#include "support/owned.h"
+#include "support/settings.h"
+#include "support/xml.h"
 
 using tarrow::heap;
 using tarrow::heap_string;
@@ -19,12 +19,11 @@ namespace {
 
 constexpr char wlan_group[] = "WlanStatistics";
 
-/// The elements of a group, in the order of the answer. Names stand in the table itself: a pointer
-/// would cost the loader a relocation.
+/// The elements of a group, in the order of the answer.
 struct counter_element {
-    char name[14];
+    const char *name;
     bool is_wlan_only;
-    uint8_t offset; // of its value in the record
+    std::size_t offset; // of its value in the record
 };
 constexpr counter_element counter_elements[] = {
     {"rx", false, offsetof(statistics_t, rx.received)},

@@ -5,8 +5,8 @@
 
 #include <stdint.h>
 
-#include "../../tarrow_applets.h"
 #include "stat_api.h"
+#include "tarrow_applets.h"
 
 #ifdef __cplusplus
 extern "C" {

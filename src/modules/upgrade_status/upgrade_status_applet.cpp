@@ -5,16 +5,16 @@
 #include <algorithm>
 #include <array>
 
-#include "../../callback.h"
-#include "../../files.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/files.h"
+#include "support/xml.h"
 
 namespace {
 
 /// The count on a file's first line, of which 9 characters count; nothing without one.
 std::optional<int> read_count(const char *path) {
     std::array<char, 10> line;
-    if (tarrow::read_text(path, line.data(), line.size(), '\n').value_or(0) == 0) {
+    if (tarrow::read_first_line(path, line.data(), line.size()).value_or(0) == 0) {
         return std::nullopt;
     }
     return tarrow::parse_number(line.data()).value_or(0);

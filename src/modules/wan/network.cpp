@@ -18,8 +18,8 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include "../../command.h"
-#include "../../files.h"
+#include "support/command.h"
+#include "support/files.h"
 #include "wan_log.h"
 
 using tarrow::wan_log;
@@ -132,14 +132,15 @@ bool read_whole_line(FILE *stream, char *line, std::size_t size) {
 }
 
 tarrow::heap_string new_interface_word() {
-    return tarrow::heap_string(static_cast<char *>(std::malloc(interface_word_size)));
+    return tarrow::heap_string(static_cast<char *>(std::calloc(1, interface_word_size)));
 }
 
 /// The name that a script left in a file, read into a buffer that is given away, or null without
 /// one.
 char *interface_word(tarrow::heap_string buffer, const char *path) {
-    return buffer && tarrow::read_word(path, buffer.get(), interface_word_size) ? buffer.release()
-                                                                                : nullptr;
+    const bool is_named =
+        buffer && tarrow::read_word(path, buffer.get(), interface_word_size) && *buffer != '\0';
+    return is_named ? buffer.release() : nullptr;
 }
 
 /// Copies a name that can be an interface's into a request; gives false for a longer one.
@@ -203,8 +204,9 @@ char *ether_etoa(const unsigned char *e, char *a) {
 }
 
 int get_ipv6_address(const char *p_ifc_name, char *p_ipv6_address) {
-    // A name that begins with "-" would be an option, and list other interfaces.
-    if (p_ifc_name == nullptr || p_ipv6_address == nullptr || *p_ifc_name == '-') {
+    // Without a name, or with an option in its place, other interfaces would be listed.
+    if (p_ifc_name == nullptr || p_ipv6_address == nullptr || *p_ifc_name == '\0' ||
+        *p_ifc_name == '-') {
         return 0;
     }
     tarrow::command_line<1024> line;
@@ -400,6 +402,8 @@ int file_to_buf(const char *path, char *buf, int len) {
     if (path == nullptr || buf == nullptr || len <= 0) {
         return 0;
     }
-    std::memset(buf, 0, static_cast<std::size_t>(len));
-    return tarrow::read_text(path, buf, static_cast<std::size_t>(len), '\n') ? 1 : 0;
+    const auto size = static_cast<std::size_t>(len);
+    const auto length = tarrow::read_first_line(path, buf, size);
+    std::memset(buf + length.value_or(0), 0, size - length.value_or(0));
+    return length ? 1 : 0;
 }

@@ -7,11 +7,11 @@
 #include <climits>
 #include <cstring>
 
-#include "../../callback.h"
-#include "../../command.h"
-#include "../../files.h"
-#include "../../settings.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/settings.h"
+#include "support/xml.h"
 #include "wan_log.h"
 
 using tarrow::add_integer;
@@ -45,7 +45,7 @@ struct gathered_info {
 
 /// Elements of the module's subtree, in the order in which they are filled.
 struct info_element {
-    char name[16];
+    const char *name;
     char *wan_info_t::*fact;
 };
 constexpr std::array<info_element, 8> info_elements = {{
@@ -153,7 +153,7 @@ void request_msisdn(mxml_node_t * /*element*/) {
 /// Elements below "cellular" after the connection time, in the order in which they are filled. The
 /// source of an element that the page did not ask for is not read.
 struct cellular_element {
-    char name[16];
+    const char *name;
     void (*fill)(mxml_node_t *element);
 };
 constexpr std::array<cellular_element, 10> cellular_elements = {{

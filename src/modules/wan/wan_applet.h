@@ -5,7 +5,7 @@
 #ifndef TARROW_WAN_APPLET_H
 #define TARROW_WAN_APPLET_H
 
-#include "../../tarrow_applets.h"
+#include "tarrow_applets.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -8,9 +8,9 @@
 #include <strings.h>
 #include <sys/socket.h>
 
-#include "../../command.h"
-#include "../../files.h"
-#include "../../settings.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/settings.h"
 #include "wan_log.h"
 
 using tarrow::heap_string;
@@ -91,8 +91,8 @@ bool read_servers(FILE *resolver, wan_info_t &info) {
     return true;
 }
 
-/// Reads the IPv4 and IPv6 address and the gateway. Gives false when the interface has neither
-/// address.
+/// Reads the IPv4 and IPv6 address and the gateway. Gives false, logged, without a socket and for
+/// an interface that has neither address.
 bool read_addresses(const char *p_ifc_name, wan_info_t &info) {
     const tarrow::unique_fd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!sock) {

@@ -6,9 +6,9 @@
 #include <array>
 #include <cstring>
 
-#include "../../callback.h"
-#include "../../dlist.h"
-#include "../../files.h"
+#include "support/callback.h"
+#include "support/dlist.h"
+#include "support/files.h"
 
 namespace {
 

@@ -7,11 +7,11 @@
 #include <cstring>
 #include <syslog.h>
 
-#include "../../callback.h"
-#include "../../command.h"
-#include "../../files.h"
-#include "../../settings.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/command.h"
+#include "support/files.h"
+#include "support/settings.h"
+#include "support/xml.h"
 
 namespace {
 
@@ -83,7 +83,7 @@ int find_channel(char *channel) {
     output.reset();
     tarrow::command_line<128> notify;
     notify.text("echo ").word(channel).text(" > ").text(notice_file);
-    if (tarrow::run(notify) != 0) {
+    if (!notify.complete() || tarrow::run(notify) != 0) {
         syslog(log_priority, "find_channel: system command is failed \n");
         return -1;
     }

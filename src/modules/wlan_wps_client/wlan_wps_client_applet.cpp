@@ -4,9 +4,9 @@
 
 #include <array>
 
-#include "../../callback.h"
-#include "../../files.h"
-#include "../../xml.h"
+#include "support/callback.h"
+#include "support/files.h"
+#include "support/xml.h"
 
 namespace {
 

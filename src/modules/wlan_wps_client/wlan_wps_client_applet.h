@@ -2,7 +2,7 @@
 #ifndef TARROW_WLAN_WPS_CLIENT_APPLET_H
 #define TARROW_WLAN_WPS_CLIENT_APPLET_H
 
-#include "../../tarrow_applets.h"
+#include "tarrow_applets.h"
 
 #ifdef __cplusplus
 extern "C" {

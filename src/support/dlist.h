@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "owned.h"
+#include "support/owned.h"
 #include "tarrow.h"
 
 namespace tarrow {

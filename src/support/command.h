@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-#include "owned.h"
+#include "support/owned.h"
 
 namespace tarrow {
 
@@ -19,7 +19,7 @@ public:
     /// The same for the first characters of a text.
     command_builder &text(const char *text, std::size_t length);
     /// Adds a text from outside as exactly one shell word: as it is when it is made only of
-    /// letters, digits and "_.,:/+@%=-", single-quoted otherwise.
+    /// letters, digits and "_.,:/+@%=-", single-quoted otherwise; an empty text is ''.
     command_builder &word(const char *text);
     /// Adds a decimal number.
     command_builder &number(int value);
@@ -51,10 +51,6 @@ public:
     command_line(const command_line &) = delete;
     command_line &operator=(const command_line &) = delete;
 };
-
-/// Whether a text is no different to a shell when it is quoted: made of letters, digits and
-/// "_.,:/+@%=-" only.
-bool is_plain(const char *text);
 
 /// Runs a line through the shell and waits for it. Gives the wait status; without a shell it is
 /// -1 or that of exit status 127.

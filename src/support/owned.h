@@ -1,4 +1,4 @@
-// Owner types: every resource of the library is held by one of these and released on every path.
+// Owner types: what an operation holds for its own time is released on every path.
 #pragma once
 
 #include <cstdio>

@@ -1,9 +1,9 @@
-#include "settings.h"
+#include "support/settings.h"
 
 #include <cstring>
 #include <strings.h>
 
-#include "files.h"
+#include "support/files.h"
 
 namespace tarrow {
 

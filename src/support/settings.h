@@ -1,7 +1,7 @@
 // Reading single settings from the store.
 #pragma once
 
-#include "owned.h"
+#include "support/owned.h"
 
 namespace tarrow {
 

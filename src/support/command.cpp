@@ -1,12 +1,21 @@
-#include "command.h"
+#include "support/command.h"
 
 #include <cstdio>
 #include <cstring>
 
-#include "text.h"
+#include "support/text.h"
 
 namespace tarrow {
-// Appends as much of the text as leaves room for reserve more characters.
+namespace {
+
+/// Whether a text means the same to a shell without quotes around it.
+bool is_plain(const char *text) {
+    return *text != '\0' && is_made_of(text, "_.,:/+@%=-");
+}
+
+} // namespace
+
+/// Appends as much of the text as leaves room for reserve more characters.
 bool command_builder::append(const char *text, std::size_t length, std::size_t reserve) {
     const std::size_t used = length_ + reserve + 1;
     const std::size_t room = used < size_ ? size_ - used : 0;
@@ -33,7 +42,7 @@ command_builder &command_builder::word(const char *text) {
     if (!complete_) {
         return *this;
     }
-    if (*text != '\0' && is_plain(text)) {
+    if (is_plain(text)) {
         return this->text(text);
     }
     if (length_ + 3 > size_) {
@@ -68,10 +77,6 @@ command_builder &command_builder::number(int value) {
     std::array<char, 12> digits; // "-2147483648"
     std::snprintf(digits.data(), digits.size(), "%d", value);
     return text(digits.data());
-}
-
-bool is_plain(const char *text) {
-    return is_made_of(text, "_.,:/+@%=-");
 }
 
 int run(const char *line) {

@@ -1,4 +1,7 @@
-#include "xml.h"
+#include "support/xml.h"
+
+#include <array>
+#include <cstdio>
 
 namespace tarrow {
 namespace {
@@ -43,6 +46,12 @@ const char *opaque_text(mxml_node_t *element) {
 mxml_node_t *add_element(mxml_node_t *parent, const char *name) {
     mxml_node_t *element = mxmlNewElement(parent, name);
     return keep_whole(element, mxmlGetElement(element));
+}
+
+void number_item(mxml_node_t *item, long long number) {
+    std::array<char, 10> text;
+    std::snprintf(text.data(), text.size(), "%lld", number);
+    mxmlElementSetAttr(item, "index", text.data());
 }
 
 void add_text(mxml_node_t *element, const char *value) {

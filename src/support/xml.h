@@ -22,6 +22,10 @@ const char *opaque_text(mxml_node_t *element);
 /// Adds an empty element as the last child. Gives null for a null name or when memory runs out.
 mxml_node_t *add_element(mxml_node_t *parent, const char *name);
 
+/// Numbers an item of a list: its attribute "index" becomes the number, of which 9 characters
+/// count.
+void number_item(mxml_node_t *item, long long number);
+
 /// Adds a value as an element's child: text without leading white space, opaque text, a number. A
 /// null element or value adds nothing, nor does a value that there is no memory for.
 void add_text(mxml_node_t *element, const char *value);
