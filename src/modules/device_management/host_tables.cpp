@@ -242,11 +242,13 @@ int is_connected_in_bridge(const char *mac, const bridge_fwd_list_t *list) {
     if (mac == nullptr) {
         return 0;
     }
-    const auto found = entries_of(list);
-    return std::any_of(found.begin(), found.end(), [&](const bridge_fwd_entry_t &entry) {
-        return entry.port != nullptr && entry.mac != nullptr && entry.port[0] >= '1' &&
-               entry.port[0] <= '4' && entry.port[1] == '\0' && strcasecmp(entry.mac, mac) == 0;
-    });
+    for (const bridge_fwd_entry_t &entry : entries_of(list)) {
+        if (entry.port != nullptr && entry.mac != nullptr && entry.port[0] >= '1' &&
+            entry.port[0] <= '4' && entry.port[1] == '\0' && strcasecmp(entry.mac, mac) == 0) {
+            return 1;
+        }
+    }
+    return 0;
 }
 
 int is_connected_in_wlan(const char *mac, const wireless_list_t *list) {

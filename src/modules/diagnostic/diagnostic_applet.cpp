@@ -22,19 +22,22 @@ constexpr std::size_t line_size = 256;
 constexpr std::size_t output_size = 1024;
 constexpr std::size_t longest_argument = 498; // one space and the end stand after it
 
-/// The options that a tool runs with, or null for a command that is no tool of this page.
+/// The tools of this page by their names in any letter case, and the options that they run with.
+struct tool {
+    const char *name;
+    const char *options;
+};
+constexpr tool tools[] = {
+    {"route", "-n"}, {"traceroute", "-n"}, {"arp", "-n"}, {"ping", ""}, {"arping", ""}};
+
+/// The options of a posted command, or null for one that is no tool of this page.
 const char *options_of(const char *command) {
     if (std::strcmp(command, "ping") == 0 || std::strcmp(command, "arping") == 0) {
-        return "-c 10";
+        return "-c 10"; // it would not end by itself
     }
-    for (const char *tool : {"route", "traceroute", "arp"}) {
-        if (strcasecmp(command, tool) == 0) {
-            return "-n";
-        }
-    }
-    for (const char *tool : {"ping", "arping"}) { // in other letters than the tool's own
-        if (strcasecmp(command, tool) == 0) {
-            return "";
+    for (const tool &candidate : tools) {
+        if (strcasecmp(command, candidate.name) == 0) {
+            return candidate.options;
         }
     }
     return nullptr;

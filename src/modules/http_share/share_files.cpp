@@ -112,8 +112,8 @@ const dirent *next_entry(DIR *stream) {
     const dirent *entry = nullptr;
     do {
         entry = readdir(stream);
-    } while (entry != nullptr && (is_dot(entry->d_name, std::strlen(entry->d_name)) ||
-                                  is_dot_dot(entry->d_name, std::strlen(entry->d_name))));
+    } while (entry != nullptr &&
+             (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0));
     return entry;
 }
 

@@ -55,10 +55,21 @@ bool offer_card(const char *device) {
     return line.complete();
 }
 
-/// Fills an element with a stored text by way of a field, which cuts it.
-void show_text(const tarrow::store &settings, const char *key, mxml_node_t *element, char *field,
+/// Fills the element of a key, wherever it stands, with the stored number.
+void show_integer(const tarrow::store &settings, mxml_node_t *root, const char *key, int &field) {
+    if (mxml_node_t *element = find_below(root, key); element != nullptr) {
+        field = read_integer(settings, key);
+        tarrow::add_integer(element, field);
+    }
+}
+
+/// The same with the stored text, cut to its field's room.
+void show_text(const tarrow::store &settings, mxml_node_t *root, const char *key, char *field,
                std::size_t size) {
-    if (const tarrow::heap_string value = tarrow::value_of(settings, key); value) {
+    mxml_node_t *element = find_below(root, key);
+    const tarrow::heap_string value =
+        element != nullptr ? tarrow::value_of(settings, key) : nullptr;
+    if (value) {
         std::snprintf(field, size, "%s", value.get());
         tarrow::add_text(element, field);
     }
@@ -127,26 +138,15 @@ int http_share_xml_get(mxml_node_t *root) {
     if (!settings) {
         return 0;
     }
-    if (mxml_node_t *element = find_below(root, mode_key); element != nullptr) {
-        info.sdcard_mode_option = read_integer(settings, mode_key);
-        tarrow::add_integer(element, info.sdcard_mode_option);
-    }
-    if (mxml_node_t *element = find_below(root, state_key); element != nullptr) {
-        info.sd_card_state = read_integer(settings, state_key);
-        tarrow::add_integer(element, info.sd_card_state);
-    }
-    if (mxml_node_t *element = find_below(root, status_key); element != nullptr) {
+    show_integer(settings, root, mode_key, info.sdcard_mode_option);
+    show_integer(settings, root, state_key, info.sd_card_state);
+    if (find_below(root, status_key) != nullptr) {
         __tarrow_log_print(0, nullptr, "begin");
-        show_text(settings, status_key, element, info.http_share_status,
-                  sizeof(info.http_share_status));
     }
-    if (mxml_node_t *element = find_below(root, wr_auth_key); element != nullptr) {
-        show_text(settings, wr_auth_key, element, info.http_share_wr_auth,
-                  sizeof(info.http_share_wr_auth));
-    }
-    if (mxml_node_t *element = find_below(root, file_key); element != nullptr) {
-        show_text(settings, file_key, element, info.http_share_file, sizeof(info.http_share_file));
-    }
+    show_text(settings, root, status_key, info.http_share_status, sizeof(info.http_share_status));
+    show_text(settings, root, wr_auth_key, info.http_share_wr_auth,
+              sizeof(info.http_share_wr_auth));
+    show_text(settings, root, file_key, info.http_share_file, sizeof(info.http_share_file));
     tarrow::add_text(find_below(root, "HTTP_SHARE_CARD_USRER"), info.http_share_card_user);
     return 0;
 }

@@ -4,7 +4,7 @@
 #include "pin_puk_applet.h"
 
 #include <array>
-#include <cstring>
+#include <cstdio>
 #include <sys/stat.h>
 #include <syslog.h>
 
@@ -33,27 +33,11 @@ void make_folder() {
     mkdir("/tmp/telephony/", 0777);
 }
 
-/// Reads numbers with commas between them that follow a prefix at the start of the scratch file, as
-/// many as there are. Gives false when the file cannot be opened.
-template <std::size_t Count>
-bool read_reply(const char *prefix, const std::array<int *, Count> &numbers) {
-    std::array<char, 256> reply;
-    if (!tarrow::read_text(tarrow::scratch_file, reply.data(), reply.size())) {
-        return false;
-    }
-    const std::size_t length = std::strlen(prefix);
-    const char *cursor = std::strncmp(reply.data(), prefix, length) == 0 ? &reply[length] : "";
-    for (int *number : numbers) {
-        const auto value = tarrow::parse_number(cursor);
-        if (!value) {
-            break;
-        }
-        *number = *value;
-        cursor += std::strspn(cursor, " \t\r\n\v\f+-");
-        cursor += std::strspn(cursor, "0123456789");
-        cursor = *cursor == ',' ? cursor + 1 : "";
-    }
-    return true;
+using reply_text = std::array<char, 256>;
+
+/// Reads the filtered reply of the modem. Gives false when its file cannot be opened.
+bool read_reply(reply_text &reply) {
+    return tarrow::read_text(tarrow::scratch_file, reply.data(), reply.size()).has_value();
 }
 
 void keep(const char *path, int value) {
@@ -65,19 +49,25 @@ void keep(const char *path, int value) {
 } // namespace
 
 bool tarrow::read_lock_state(int *enabled) {
-    return read_reply("+CLCK:", std::array<int *, 1>{enabled});
+    reply_text reply;
+    if (!read_reply(reply)) {
+        return false;
+    }
+    std::sscanf(reply.data(), "+CLCK: %9d", enabled);
+    return true;
 }
 
 void pin_puk_info_get_attempts(pin_puk_info *info) {
     make_folder();
     tarrow::run("/usr/app/at_chat -c AT*PINCNT | /xbin/grep PINCNT > /tmp/telephony/.tmpinfo");
-    int pin2_attempts = -1;
-    int puk2_attempts = -1;
-    if (info == nullptr ||
-        !read_reply("*PINCNT:(", std::array<int *, 4>{&info->pin_attempts, &pin2_attempts,
-                                                      &info->puk_attempts, &puk2_attempts})) {
+    reply_text reply;
+    if (info == nullptr || !read_reply(reply)) {
         return;
     }
+    int pin2_attempts = -1;
+    int puk2_attempts = -1;
+    std::sscanf(reply.data(), "*PINCNT:(%9d,%9d,%9d,%9d)", &info->pin_attempts, &pin2_attempts,
+                &info->puk_attempts, &puk2_attempts);
     unlink(tarrow::scratch_file);
     syslog(LOG_DEBUG, "Get the format data of PINCNT:%d,%d,%d,%d\n", info->pin_attempts,
            pin2_attempts, info->puk_attempts, puk2_attempts);
@@ -120,7 +110,7 @@ void mep_get_attempts(int32_t *attempts) {
         .text("\" | /xbin/cut -d \",\" -f2 | /xbin/cut -d \" \" -f2 > /tmp/telephony/.tmpinfo");
     tarrow::run(line);
     tarrow::wait_ms(reply_wait_ms);
-    if (read_reply("", std::array<int *, 1>{attempts})) {
+    if (scan_number(tarrow::scratch_file, *attempts)) {
         unlink(tarrow::scratch_file);
     }
     __tarrow_log_print(0, nullptr, "%s cat: %d mep_attempts: %d\n", name, *category, *attempts);

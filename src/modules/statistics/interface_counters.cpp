@@ -28,44 +28,31 @@ path_text counter_path(const char *interface, const char *counter) {
     return path;
 }
 
-using counter_text = std::array<char, 20>;
-
-/// The first line of a counter file, of which 19 characters count; nothing without one.
-std::optional<counter_text> read_counter(const char *interface, const char *counter) {
-    counter_text line;
-    const auto length =
-        tarrow::read_first_line(counter_path(interface, counter).data(), line.data(), line.size());
-    return length.value_or(0) > 0 ? std::optional(line) : std::nullopt;
-}
-
-/// The low 32 bits of a counter, 0 for a line that begins with no number.
-uint32_t value_of(const counter_text &line) {
-    return static_cast<uint32_t>(std::strtoull(line.data(), nullptr, 10));
+/// The low 32 bits of a counter, of whose line 19 characters count; nothing without a number.
+std::optional<uint32_t> read_counter(const char *interface, const char *counter) {
+    std::array<char, 20> line;
+    if (!tarrow::read_first_line(counter_path(interface, counter).data(), line.data(),
+                                 line.size())) {
+        return std::nullopt;
+    }
+    char *end = nullptr;
+    const auto value = static_cast<uint32_t>(std::strtoull(line.data(), &end, 10));
+    return end != line.data() ? std::optional(value) : std::nullopt;
 }
 
 /// Reads a counter into a field, which keeps its value without one.
 template <typename Field>
-void take_counter(const char *interface, const char *counter, Field &field) {
-    if (const auto line = read_counter(interface, counter)) {
-        field = static_cast<Field>(value_of(*line));
+void read_counter(const char *interface, const char *counter, Field &field) {
+    if (const auto value = read_counter(interface, counter)) {
+        field = static_cast<Field>(*value);
     }
 }
 
-/// Adds a counter to a field; a line that begins with no number adds nothing.
+/// Adds a counter to a field.
 template <typename Field>
 void add_counter(const char *interface, const char *counter, Field &field) {
-    if (const auto line = read_counter(interface, counter)) {
-        field = static_cast<Field>(static_cast<uint32_t>(field) + value_of(*line));
-    }
-}
-
-/// The same as take_counter, but a line that begins with no number leaves the field as well.
-template <typename Field>
-void scan_counter(const char *interface, const char *counter, Field &field) {
-    const auto line = read_counter(interface, counter);
-    if (line && tarrow::parse_number(line->data())) {
-        field = static_cast<Field>(value_of(*line));
-    }
+    field = static_cast<Field>(static_cast<uint32_t>(field) +
+                               read_counter(interface, counter).value_or(0));
 }
 
 /// The totals of the current connection; 0 without an answer.
@@ -106,13 +93,13 @@ int statistics_get(const char *interface, statistics_t *record) {
     if (interface == nullptr || record == nullptr) {
         return 1;
     }
-    take_counter(interface, "statistics/rx_packets", record->rx.received);
-    take_counter(interface, "statistics/rx_errors", record->errors);
-    take_counter(interface, "statistics/rx_dropped", record->rx.dropped);
-    take_counter(interface, "statistics/tx_packets", record->tx.sent);
+    read_counter(interface, "statistics/rx_packets", record->rx.received);
+    read_counter(interface, "statistics/rx_errors", record->errors);
+    read_counter(interface, "statistics/rx_dropped", record->rx.dropped);
+    read_counter(interface, "statistics/tx_packets", record->tx.sent);
     add_counter(interface, "statistics/tx_errors", record->errors);
-    take_counter(interface, "statistics/tx_dropped", record->tx.dropped);
-    take_counter(interface, "statistics/collisions", record->tx.collisions);
+    read_counter(interface, "statistics/tx_dropped", record->tx.dropped);
+    read_counter(interface, "statistics/collisions", record->tx.collisions);
     read_totals(interface, *record);
     return 1;
 }
@@ -123,9 +110,9 @@ int statistics_get_mbss(const char *interface, statistics_t *record) {
         return -1;
     }
     record->errors = 0;
-    scan_counter(interface, "statistics/rx_packets", record->rx.received);
-    scan_counter(interface, "statistics/rx_dropped", record->rx.dropped);
-    scan_counter(interface, "statistics/rx_errors", record->errors);
+    read_counter(interface, "statistics/rx_packets", record->rx.received);
+    read_counter(interface, "statistics/rx_dropped", record->rx.dropped);
+    read_counter(interface, "statistics/rx_errors", record->errors);
     for (int number = 0; number < access_points; ++number) {
         path_text access_point;
         std::snprintf(access_point.data(), access_point.size(), "%sap%d", interface, number);

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -13,7 +12,6 @@
 #include <linux/sockios.h>
 #include <net/if.h>
 #include <netinet/in.h>
-#include <optional>
 #include <strings.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -73,46 +71,28 @@ struct route {
     std::uint32_t mask;
 };
 
-/// A hexadecimal column of a route line, as a number of at most 32 bits.
-std::optional<std::uint32_t> hexadecimal(const char *column) {
-    char *end = nullptr;
-    errno = 0;
-    const unsigned long value = std::strtoul(column, &end, 16);
-    if (std::isxdigit(static_cast<unsigned char>(*column)) == 0 || *end != '\0' || errno != 0 ||
-        value > UINT32_MAX) {
-        return std::nullopt;
-    }
-    return static_cast<std::uint32_t>(value);
-}
+using hexadecimal_text = std::array<char, 9>;
 
-bool is_decimal(const char *column) {
-    const char *digits = column + (*column == '-' ? 1 : 0);
-    return *digits != '\0' && digits[std::strspn(digits, "0123456789")] == '\0';
+std::uint32_t hexadecimal(const hexadecimal_text &digits) {
+    return static_cast<std::uint32_t>(std::strtoull(digits.data(), nullptr, 16));
 }
 
 /// Reads a line of the route table: interface, destination, gateway, flags, reference count, use,
-/// metric, mask, MTU, window, initial round-trip time.
-std::optional<route> parse_route(char *line) {
-    constexpr char blanks[] = " \t\r\n\v\f";
-    constexpr std::size_t column_count = 11;
-    std::array<const char *, column_count> column;
-    char *cursor = nullptr;
-    for (const char *&text : column) {
-        text = strtok_r(line, blanks, &cursor);
-        if (text == nullptr) {
-            return std::nullopt;
-        }
-        line = nullptr;
+/// metric, mask, MTU, window, initial round-trip time. Gives false for one of any other form.
+bool parse_route(const char *line, route &found) {
+    hexadecimal_text destination;
+    hexadecimal_text gateway;
+    hexadecimal_text mask;
+    int end = 0; // reached when the columns that are passed over are there too
+    std::sscanf(line,
+                "%*15s%*[ \t]%8[0-9A-Fa-f]%*[ \t]%8[0-9A-Fa-f]%*[ \t]%*8[0-9A-Fa-f]%*[ \t]"
+                "%*d%*d%*d%*[ \t]%8[0-9A-Fa-f]%*[ \t]%*d%*d%*d%n",
+                destination.data(), gateway.data(), mask.data(), &end);
+    if (end == 0) {
+        return false;
     }
-    const auto destination = hexadecimal(column[1]);
-    const auto gateway = hexadecimal(column[2]);
-    const auto mask = hexadecimal(column[7]);
-    constexpr std::array<std::size_t, 6> decimal_columns = {4, 5, 6, 8, 9, 10};
-    const bool is_route = std::strlen(column[0]) < IFNAMSIZ && destination && gateway && mask &&
-                          hexadecimal(column[3]) &&
-                          std::all_of(decimal_columns.begin(), decimal_columns.end(),
-                                      [&](std::size_t i) { return is_decimal(column[i]); });
-    return is_route ? std::optional(route{*destination, *gateway, *mask}) : std::nullopt;
+    found = {hexadecimal(destination), hexadecimal(gateway), hexadecimal(mask)};
+    return true;
 }
 
 /// Reads a whole line, of which only what fits the buffer is kept.
@@ -224,8 +204,9 @@ int get_ipv6_address(const char *p_ifc_name, char *p_ipv6_address) {
     if (length <= 0) {
         return 0;
     }
-    char *end = p_ipv6_address + length;
-    *std::min(std::find(p_ipv6_address, end, '/'), p_ipv6_address + ipv6_text_size - 1) = '\0';
+    void *prefix = std::memchr(p_ipv6_address, '/', static_cast<std::size_t>(length));
+    char *last = p_ipv6_address + std::min<ssize_t>(length, ipv6_text_size - 1);
+    *(prefix != nullptr ? static_cast<char *>(prefix) : last) = '\0';
     return 1;
 }
 
@@ -246,10 +227,10 @@ int get_gateway_address(const char *p_ifc_name, char *p_gateway_addr) {
     // A cellular link is point-to-point: its gateway is the peer, which has a host route.
     const bool is_cellular = std::strstr(p_ifc_name, "ccinet") != nullptr;
     while (read_whole_line(table.get(), line.data(), line.size())) {
-        const auto candidate = parse_route(line.data());
-        if (candidate &&
-            (is_cellular ? candidate->mask == 0xFFFFFFFFU : candidate->destination == 0)) {
-            write_dotted(p_gateway_addr, is_cellular ? candidate->destination : candidate->gateway);
+        route found = {};
+        if (parse_route(line.data(), found) &&
+            (is_cellular ? found.mask == 0xFFFFFFFFU : found.destination == 0)) {
+            write_dotted(p_gateway_addr, is_cellular ? found.destination : found.gateway);
             return 0;
         }
     }
@@ -317,13 +298,11 @@ int if_wan_ifc_lives(const char *p_ifc_name) {
     if (list.ifc_len == 0) {
         return 1;
     }
-    const ifreq *begin = records.get();
-    const ifreq *end = begin + static_cast<std::size_t>(list.ifc_len) / sizeof(ifreq);
-    const bool has_ipv4 = std::any_of(begin, end, [&](const ifreq &record) {
-        return strcasecmp(record.ifr_name, p_ifc_name) == 0;
-    });
-    if (has_ipv4) {
-        return 1;
+    const ifreq *end = records.get() + static_cast<std::size_t>(list.ifc_len) / sizeof(ifreq);
+    for (const ifreq *record = records.get(); record != end; ++record) { // has an IPv4 address
+        if (strcasecmp(record->ifr_name, p_ifc_name) == 0) {
+            return 1;
+        }
     }
     std::array<char, ipv6_text_size> address = {};
     return get_ipv6_address(p_ifc_name, address.data());

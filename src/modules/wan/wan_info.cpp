@@ -44,11 +44,6 @@ bool is_type(const wan_info_t &info, const char *type) {
     return info.wan_conn_type != nullptr && strcasecmp(info.wan_conn_type, type) == 0;
 }
 
-/// The types whose link state comes from the WAN state files.
-bool is_file_driven(const wan_info_t &info) {
-    return is_type(info, "usbmodem") || is_type(info, "cellular") || is_type(info, "wifi");
-}
-
 const char *resolver_file() {
     const auto proto_is = [](const char *type) {
         return cfgdb_match__("wan", nullptr, "proto", type) == 1;
@@ -181,9 +176,11 @@ int wan_info_gather(wan_info_t *p_wan_sys_info) {
     heap_string proto = tarrow::read_setting("wan", "proto");
     info.wan_link_status = new_text(state_size, "");
     info.wan_conn_type = proto.release();
+    const bool is_file_driven = // the link state comes from the WAN state files
+        is_type(info, "usbmodem") || is_type(info, "cellular") || is_type(info, "wifi");
     if (is_type(info, "disabled")) {
         set_text(info.wan_link_status, state_size, "Disconnected");
-    } else if (!is_file_driven(info) && vexorel_product_get_wan_link_status(&info) != 0) {
+    } else if (!is_file_driven && vexorel_product_get_wan_link_status(&info) != 0) {
         set_text(info.wan_link_status, state_size, "Disconnected");
         return 0;
     }
@@ -192,7 +189,7 @@ int wan_info_gather(wan_info_t *p_wan_sys_info) {
     info.gateway = new_text(state_size, unknown_address);
     info.wan_conn_status = new_text(state_size, "");
     wan_connection_status_get(&info);
-    if (is_file_driven(info)) {
+    if (is_file_driven) {
         set_text(info.wan_link_status, state_size,
                  get_wan_link_status() >= 0 ? "Connected" : "Disconnected");
     }

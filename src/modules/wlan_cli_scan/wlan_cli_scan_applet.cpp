@@ -24,22 +24,19 @@ struct association {
     std::array<char, 20> ip_address = {};
 };
 
-/// Copies the next field of the status line, cut to its capacity; leaves the text empty without
-/// one.
-template <std::size_t Size>
-void take_field(char *line, char **cursor, std::array<char, Size> &text) {
-    if (const char *field = strtok_r(line, ":", cursor); field != nullptr) {
-        std::strncpy(text.data(), field, Size - 1);
-    }
-}
-
 association parse_status(char *line) {
     association status;
     char *cursor = nullptr;
-    take_field(line, &cursor, status.ssid);
-    take_field(nullptr, &cursor, status.connected);
-    take_field(nullptr, &cursor, status.key_mgmt);
-    take_field(nullptr, &cursor, status.ip_address);
+    // Each field is cut to its capacity, and empty when the line has no more.
+    const auto take_field = [&](char *text, std::size_t size) {
+        if (const char *field = strtok_r(std::exchange(line, nullptr), ":", &cursor)) {
+            std::strncpy(text, field, size - 1);
+        }
+    };
+    take_field(status.ssid.data(), status.ssid.size());
+    take_field(status.connected.data(), status.connected.size());
+    take_field(status.key_mgmt.data(), status.key_mgmt.size());
+    take_field(status.ip_address.data(), status.ip_address.size());
     return status;
 }
 
