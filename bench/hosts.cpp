@@ -6,8 +6,8 @@
 #include <memory>
 #include <strings.h>
 
-#include "../src/support/dlist.h"
 #include "../src/modules/device_management/connected_hosts.h"
+#include "../src/support/dlist.h"
 
 namespace {
 

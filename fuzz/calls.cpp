@@ -5,13 +5,13 @@
 #include <cstring>
 #include <sys/ioctl.h>
 
-#include "../src/support/command.h"
 #include "../src/modules/device_management/host_tables.h"
 #include "../src/modules/http_share/http_share_applet.h"
 #include "../src/modules/statistics/stat_api.h"
 #include "../src/modules/statistics/statistics_applet.h"
 #include "../src/modules/wan/wan_applet.h"
 #include "../src/modules/wlan_settings/wlan_settings_applet.h"
+#include "../src/support/command.h"
 #include "support/world.h"
 
 namespace {
