@@ -33,7 +33,8 @@ typedef struct cfgdb_handle {
 cfgdb_handle_t *__cfgdb_open(const char *module_name, int flags);
 // The value as a new heap string that the caller frees, or null when the key is absent.
 char *cfgdb_get(cfgdb_handle_t *handle, const qstr_t *key);
-// The value as a number; the development store answers 0 for an absent key.
+// The value as a number; the development store answers 0 for an absent key or a value that begins
+// with no number.
 int cfgdb_get_int(cfgdb_handle_t *handle, const qstr_t *key);
 // What was set is in the store for others after the close. The library does not look at the results
 // of these and of the close, which the platform does not define; the development store answers 0,
@@ -52,7 +53,7 @@ static inline cfgdb_handle_t *cfgdb_open(const char *module_name) {
 }
 
 // 1 when the value of variable in module mod_name equals value, ignoring letter case; 0 when it
-// differs or is absent, or the module cannot be opened. subspace is not used.
+// differs or is absent, the module cannot be opened, or for a null argument. subspace is not used.
 int cfgdb_match__(const char *mod_name, const char *subspace, const char *variable,
                   const char *value);
 

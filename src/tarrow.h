@@ -40,21 +40,24 @@ void dl_dlist_init(dlist_node_t *dlist);
 // to 12. 0 for a null text.
 int dl_count_meta_fields(const char *metaval, char delim);
 
-// Stores the names in metaval, at most 12, as the table's field names. Answers how many were
-// stored: when memory runs out, those before the first that there was none for.
+// Makes the names in metaval, at most 12, the table's field names; entries that it has no name for
+// become null, all of them for a null text. Answers how many were stored: when memory runs out,
+// those before the first that there was none for. 0 for a null table.
 int dl_get_meta_fields(const char *metaval, dlist_node_t *dlist, char delim);
 
 // Parses a stored string of records of field_count fields (1 to 12) into the table from slot 0 on.
 // The slot after its last record is emptied, later slots stay as they are.
-// An empty value, or a field count outside 1 to 12, leaves the table as it was. A string that ends
-// within a record keeps what was parsed and writes "Malformed variable\n" to standard error; data
-// beyond 500 records is ignored. Of the delimiters only the low 8 bits count; a delimiter of 0
-// occurs in no string.
+// A null or empty value, or a field count outside 1 to 12, leaves the table as it was. A string
+// that ends within a record keeps what was parsed, touches no further slot and writes "Malformed
+// variable\n" to standard error. When memory runs out the work ends likewise, in silence at the
+// start of a record. Data beyond 500 records is ignored. Of the delimiters only the low 8 bits
+// count; a delimiter of 0 occurs in no string.
 void dl_variable_to_dlist_alloc(const char *value, dlist_node_t *dlist, int field_count,
                                 int field_delim, int record_delim);
 
 // Writes the table as a stored string. *value becomes a new heap string that the caller frees
-// (empty for an empty table), or null for a null table or when memory runs out.
+// (empty for an empty table), or null for a null table or when memory runs out. With a delimiter of
+// 0 the string ends where the first one stands.
 void dl_dlist_to_variable(char **value, const dlist_node_t *dlist, int field_delim,
                           int record_delim);
 
@@ -62,17 +65,18 @@ void dl_dlist_to_variable(char **value, const dlist_node_t *dlist, int field_del
 void dl_dlist_to_xmllist(const dlist_node_t *dlist, mxml_node_t *subnode);
 
 // Appends an empty <Item> with the attribute index = index + 1 (at most 9 characters) to subnode.
-// Answers the item, which belongs to the tree, or null when memory runs out.
+// Answers the item, which belongs to the tree, or null for a null subnode or without memory.
 mxml_node_t *dl_dlist_xml_additem(mxml_node_t *subnode, int index);
 
-// Appends one element with an opaque text to subnode for each named field of a record (0 to
-// 499).
+// Appends one element with an opaque text to subnode for each named field of a record (0 to 499),
+// up to the first absent one.
 void dl_dlist_get_xmllist_entry(const dlist_node_t *dlist, mxml_node_t *subnode, int record);
 
 // Applies the posted <Item> elements below subnode to the table, in document order: an item whose
 // key matches a record edits it, or deletes it when the key element carries the attribute "Delete";
-// any other key is added in the lowest empty slot, or passed over when the table is full. An item
-// without a key ends the work; what was applied before it stays.
+// any other key is added in the lowest empty slot, or passed over when the table is full. A new
+// record whose key is no direct child of its item is not kept. An item without a key ends the work;
+// what was applied before it stays. Nothing is applied to a table without field names.
 void dl_xmllist_to_dlist(mxml_node_t *subnode, dlist_node_t *dlist);
 
 // Classifies a posted key element: TARROW_DLIST_EDIT or TARROW_DLIST_DELETE with *record the lowest

@@ -42,7 +42,8 @@ typedef struct tarrow_callback_args {
     void *dc_opaque; // between pre-set and post-set: heap path of the request's temporary file
 } dc_args_t;
 
-// A handler answers 0, or -1 for a record it does not take or a failure. dc may be null.
+// A handler answers 0, or -1 for a record it does not take or a failure, unless its own header says
+// otherwise. dc may be null.
 typedef int tarrow_handler_t(int flags, dc_args_t *dc);
 typedef int tarrow_upgrade_handler_t(int modver);
 typedef int tarrow_validate_handler_t(char *variable_name, dc_args_t *dc);
@@ -76,8 +77,9 @@ applet_info *tarrow_get_module_applets(int *number);
 //
 // Pre-set with a script creates a new temporary file "/tmp/tarrow.XXXXXX" and leaves its heap path
 // in dc_opaque; post-set with a script passes dc_opaque on, then frees it and sets it to null. The
-// file itself stays. 0; pre-set answers -1, with dca as it was and no script run, when the file
-// cannot be created or a script's path has no dca to travel in.
+// file itself stays. 0, also for a null di, with which nothing runs; pre-set answers -1, with dca
+// as it was and no script run, when the file cannot be created or there is no dca to carry its
+// path.
 int __tarrow_call_module_pre_set_handler(const applet_info *di, int flags, dc_args_t *dca);
 int __tarrow_call_module_post_set_handler(const applet_info *di, int flags, dc_args_t *dca);
 int __tarrow_call_module_pre_get_handler(const applet_info *di, int flags, dc_args_t *dca);
@@ -100,12 +102,14 @@ int tarrow_call_module_validate_handler(const char *modname, char *variable_name
 int tarrow_call_module_dynamic_handler(const char *modname, int getset, int flags, dc_args_t *dca);
 
 // The delimiters of a module's list-valued settings: one character each to *fd and *rd. A module
-// without delimiters of its own, or an unknown one, has ':' and a space.
+// without delimiters of its own, or an unknown one, has ':' and a space. fd and rd may be null.
 void tarrow_call_module_get_delimiters(const char *modname, char *fd, char *rd);
 
 // Runs "cmdname word" or, with opaque, "cmdname word opaque" through the shell and waits for it,
-// word being the action word of flags. Any other flags run nothing. The line is cut at 4095
-// characters; the exit status is ignored. opaque reaches the command as one word.
+// word being the action word of flags. Any other flags, or a null cmdname, run nothing. The exit
+// status is ignored. opaque reaches the command as one word, quoted where the shell needs it, and
+// not at all when it is empty; cmdname is taken as it is. The line is cut at 4095 characters, a
+// quoted opaque so that its quotes close.
 void tarrow_call_module_run_cmd(const char *cmdname, int flags, const char *opaque);
 
 #ifdef __cplusplus

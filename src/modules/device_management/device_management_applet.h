@@ -1,5 +1,7 @@
 // The device_management module: the hosts that have been seen on the LAN side, and which are
 // connected.
+//
+// (archive): visible in the static library only; the shared library does not export it.
 #ifndef TARROW_DEVICE_MANAGEMENT_APPLET_H
 #define TARROW_DEVICE_MANAGEMENT_APPLET_H
 
@@ -21,7 +23,7 @@ int get_connected_type(int flags, dc_args_t *dc);
 // when memory for the host tables runs out.
 int get_connected_hosts(int flags, dc_args_t *dc);
 
-// (archive) Fills nr_connected_dev of the subtree, when the request asked for it.
+// (archive) Fills nr_connected_dev of the subtree, when the pre-get call saw it asked for.
 void get_nr_connected_dev(mxml_node_t *subnode);
 
 #ifdef __cplusplus

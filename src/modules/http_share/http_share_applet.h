@@ -1,5 +1,7 @@
 // The http_share module: the SD card, shared over HTTP or handed to the computer as a USB disk, and
 // what the file-sharing page does on it.
+//
+// (archive): visible in the static library only; the shared library does not export it.
 #ifndef TARROW_HTTP_SHARE_APPLET_H
 #define TARROW_HTTP_SHARE_APPLET_H
 
@@ -35,13 +37,14 @@ int http_share_post_get(int flags, dc_args_t *dc);
 // Share settings, in module "http_share" of the settings store.
 
 // Fills the settings' elements, wherever they stand below root. Always 0. A text that is not
-// stored, and everything when the store cannot be opened, stays empty. Traces "begin" on the serial
-// console.
+// stored, and everything when the store cannot be opened, stays empty. Writes "begin" to the serial
+// console when "HTTP_SHARE_STATUS" is asked for.
 int http_share_xml_get(mxml_node_t *root);
 
 // Switches the card: "http_share_mode" withdraws it from the computer and tells the display so,
-// any other mode offers it to the computer. 0; -1, and nothing runs, when the store cannot be
-// opened or for a null mode.
+// any other mode offers it to the computer: the block device of get_tcard_block, or
+// "/dev/block/mmcblk0" when there is none or it does not fit the command line of 99 characters. 0;
+// -1, and nothing runs, when the store cannot be opened or for a null mode.
 int set_httpshare_mode(const char *mode);
 
 // Whether a path of the device exists: 2; 1 when it does not; 0 when no card is inserted; -1 when
@@ -52,8 +55,8 @@ int check_httpshare_file(const char *path);
 int set_httpshare_auth_param(const char *status, const char *wr_auth, const char *file);
 
 // Puts the first word of "/tmp/tcard_block", the card's block device, into a buffer of 30 bytes,
-// which stays as it is when the file has no absolute path of at most 29 letters, digits and
-// "_.,:/+@%=-" there.
+// which stays as it is when there is no word or one of more than 29 characters. The word may hold
+// any others than blanks.
 void get_tcard_block(char *device);
 
 // Files on the card. The page's paths have five characters that stand for the card, and then
@@ -67,14 +70,15 @@ void get_tcard_block(char *device);
 int http_share_xml_set(mxml_node_t *root);
 
 // Makes folder "path_SD_CARD" (at most 200 characters) with mode 0777 and sets its time to
-// "path_SD_CARD_time", also when it was there already. 0; -1 when it cannot be made or the path is
-// refused. Touches "/tmp/dbg_new_1" in any case.
+// "path_SD_CARD_time", also when it was there already. 0; -1 when it cannot be made, a text is
+// missing or the path is refused. Touches "/tmp/dbg_new_1" in any case.
 int http_share_new(mxml_node_t *root);
 
 // Renames "OLD_NAME_SD_CARD" to "NEW_NAME_SD_CARD" and sets that entry's time to
 // "path_SD_CARD_time". Leaves both device paths in "/tmp/dbg1". 0, also when there is no memory for
-// the paths and nothing happens; -1 when it cannot be renamed or a path is refused: the card's
-// root, or one that does not fit the trace's line of 1023 characters.
+// the paths and nothing happens; -1 when it cannot be renamed, a text is missing, "path_SD_CARD"
+// among them, or a path is refused: also the card's root, and two that do not fit the trace's line
+// of 1023 characters.
 int http_share_rename(mxml_node_t *root);
 
 // Removes each entry that "name_SD_CARD" names in folder "path_SD_CARD"; "*" ends each name. 0,
@@ -86,8 +90,9 @@ int http_share_del(mxml_node_t *root);
 // Always 0.
 int http_share_enter_folder(mxml_node_t *root);
 
-// Removes an entry of the device, a folder with everything below it, as far as it can be removed. A
-// symbolic link is removed itself. What has a path of more than 1023 characters stays.
+// Removes an entry of the device, a folder with everything below it, as far as it can be removed;
+// one that cannot be opened goes if it is empty. A symbolic link is removed itself. What has a path
+// of more than 1023 characters stays.
 void force_rm(const char *path);
 
 // Sets an entry's time to a text as touch -d takes it. Nothing happens for a null argument, a

@@ -2,6 +2,8 @@
 // answers through a pipe of the asking process, one request at a time on the whole device.
 //
 // Errors of an exchange are written to standard error.
+//
+// (archive): visible in the static library only; the shared library does not export it.
 #ifndef TARROW_STAT_API_H
 #define TARROW_STAT_API_H
 
@@ -98,8 +100,9 @@ void free_data(void *data);
 int enter_lock(void);
 void exit_lock(void);
 
-// One transfer of a whole record: 1, or -1 for a negative descriptor or a short or failed transfer
-// (written to standard error). Writing to a pipe whose reader is gone raises no signal.
+// One transfer of a whole record: 1, or -1 for a negative descriptor, a null record, or a short or
+// failed transfer (this one written to standard error). Writing to a pipe whose reader is gone
+// raises no signal.
 int write_io_meta_data(int fd, const io_meta_data_t *meta);
 int write_io_data(int fd, uint32_t size, const void *data);
 int read_io_meta_data(int fd, io_meta_data_t *meta);

@@ -1,5 +1,7 @@
 // The statistics module: traffic of the WAN interface, the USB link and the access point, and of
 // the billing period.
+//
+// (archive): visible in the static library only; the shared library does not export it.
 #ifndef TARROW_STATISTICS_APPLET_H
 #define TARROW_STATISTICS_APPLET_H
 
@@ -23,7 +25,7 @@ typedef struct tx {
     int32_t collisions;
 } tx_t;
 
-// One interface's counters. The kernel's wrap at 32 bits.
+// One interface's counters. Of the kernel's the low 32 bits of the first 19 characters count.
 typedef struct statistics {
     rx_t rx;
     tx_t tx;
@@ -36,17 +38,19 @@ typedef struct statistics {
 
 // Post-get handler: reads the counters of the WAN interface, "usb" and "uap0", the WAN totals of
 // the billing period and the WAN speeds, and fills the groups of the subtree. 0, or -1 for a record
-// without one or when memory for the counters runs out.
+// without an XML subtree or when memory for the counters runs out.
 int stat_get(int flags, dc_args_t *dc);
 
 // All below: (archive). A record is handed in zero-filled; a counter without a source stays as it
 // is; byte totals without an answer are 0.
 
-// Counters of one interface, from "/sys/class/net" and the statistics server. Always 1.
+// Counters of one interface, from "/sys/class/net" and the statistics server. Always 1; a null
+// argument reads nothing.
 int statistics_get(const char *interface, statistics_t *record);
 
 // Receive counters of an interface, and transmit counters summed over those of its virtual access
-// points 0 to 7 that are up. 0, or -1 for a null argument (written to standard output).
+// points 0 to 7 whose operstate can be opened and does not contain "down". errors is counted anew,
+// the byte totals are not touched. 0, or -1 for a null argument (written to standard output).
 int statistics_get_mbss(const char *interface, statistics_t *record);
 
 // Each reads its interface's counters and fills its group: 0, or -1 when no WAN interface is known.
