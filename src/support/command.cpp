@@ -8,7 +8,8 @@
 namespace tarrow {
 namespace {
 
-/// Whether a text means the same to a shell without quotes around it.
+/// Whether a text needs no quotes as a word behind a command's name. (Directly before ">" one of
+/// digits alone does: the caller's matter.)
 bool is_plain(const char *text) {
     return *text != '\0' && is_made_of(text, "_.,:/+@%=-");
 }

@@ -18,8 +18,9 @@ public:
     command_builder &text(const char *text);
     /// The same for the first characters of a text.
     command_builder &text(const char *text, std::size_t length);
-    /// Adds a text from outside as exactly one shell word: as it is when it is made only of
-    /// letters, digits and "_.,:/+@%=-", single-quoted otherwise; an empty text is ''.
+    /// Adds a text from outside as exactly one shell word, unless the line is cut: as it is when it
+    /// is made only of letters, digits and "_.,:/+@%=-", single-quoted otherwise; an empty text is
+    /// ''.
     command_builder &word(const char *text);
     /// Adds a decimal number.
     command_builder &number(int value);

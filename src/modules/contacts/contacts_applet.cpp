@@ -37,7 +37,7 @@ const char *posted_value(mxml_node_t *item, const char *name) {
 
 /// Sends a phone-book command, whose values reach the modem as they are, in one argument.
 void write_phone_book(const char *values) {
-    std::array<char, sizeof("AT+CPBW=") + longest_record + 3> command; // and the commas
+    std::array<char, sizeof("AT+CPBW=") + longest_record> command; // a contact with its commas, too
     std::snprintf(command.data(), command.size(), "AT+CPBW=%s", values);
     tarrow::command_line<512> line; // each character may become four
     line.text("/usr/app/at_chat -c ").word(command.data()).text(" > /dev/null");

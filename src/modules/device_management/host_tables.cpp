@@ -72,7 +72,8 @@ void release(char *&text) {
     std::free(std::exchange(text, nullptr));
 }
 
-/// Takes the lines of the kernel's ARP table apart into its six columns.
+/// Takes a line of the kernel's ARP table apart into its six columns; gives false for one with
+/// fewer.
 bool split_columns(char *line, std::array<const char *, 6> &columns) {
     char *cursor = nullptr;
     for (const char *&column : columns) {
@@ -85,7 +86,8 @@ bool split_columns(char *line, std::array<const char *, 6> &columns) {
     return true;
 }
 
-/// Appends a lease. Gives false when memory ran out.
+/// Appends a lease. Gives false without memory; a name whose escaped form there is no memory for is
+/// left out.
 bool add_lease(const dhcpOfferedAddr &lease, dhcp_list_t &list) {
     std::array<char, address_size> text;
     const std::uint8_t *c = lease.chaddr;

@@ -27,7 +27,7 @@ constexpr std::size_t longest_new_folder = 200; // characters of a posted path
 constexpr std::size_t longest_name = 255;       // of an entry to delete
 constexpr std::size_t full_path_size = 512;     // of an entry to delete
 constexpr std::size_t child_path_size = 1024;   // of an entry below it
-constexpr int open_folders = 16;                // kept open while a tree is removed
+constexpr int open_folders = 16;                // at most, while a tree is removed
 
 struct close_folder {
     void operator()(DIR *stream) const { closedir(stream); }
@@ -73,7 +73,8 @@ bool is_card_root(const char *posted) {
 }
 
 /// Whether any folder that a device path goes through below the card's root is a symbolic link,
-/// which could lead away from the card. The last component is not looked at.
+/// which could lead away from the card. The last component is looked at only when a "/" follows
+/// it.
 bool goes_through_link(char *path) {
     char *slash = path + card_length;
     if (*slash == '\0') {
@@ -128,8 +129,8 @@ folder open_folder(const char *path) {
 
 bool remove_folder(char *path, std::size_t length, int may_keep_open);
 
-/// Removes an entry of a folder, whose path is in the buffer of child_path_size bytes. The folder
-/// is closed when its descriptor is needed below it.
+/// Removes an entry of the folder whose path is in the buffer, which has child_path_size bytes. The
+/// folder is closed when its descriptor is needed below it.
 bool remove_entry(folder &parent, const dirent *entry, char *path, std::size_t length,
                   int may_keep_open) {
     const std::size_t name_length = std::strlen(entry->d_name);

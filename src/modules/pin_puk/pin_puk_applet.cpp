@@ -174,9 +174,10 @@ int enter_control_key(const char *control_key, const char * /*none*/) {
 
 /// An operation, by its number from 1 on.
 struct operation {
-    const char *first;         // the elements that hold its codes
-    const char *second;        // null: it has one code, and the other is ""
-    std::size_t longest_codes; // together: what its command line has room for
+    const char *first;  // the elements that hold its codes
+    const char *second; // null: it has one code, and the other is ""
+    std::size_t
+        longest_codes; // together: what its command line has room for, or the store is given
     int (*run)(const char *first, const char *second);
 
     [[nodiscard]] bool takes(const char *code, const char *other) const {

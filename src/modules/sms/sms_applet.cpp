@@ -150,7 +150,8 @@ void store_messages(mxml_node_t *root) {
         const char *index = posted_text(item, count, "index");
         const char *stat = posted_text(item, count, "stat");
         const char *pdu = posted_text(item, count, "pdu");
-        if (index != nullptr && stat != nullptr && pdu != nullptr) {
+        // In the place of an index, an option could name another file to write.
+        if (index != nullptr && *index != '-' && stat != nullptr && pdu != nullptr) {
             run_command("cfgdb_cmd --backend /userfs/cfgdb/sms02.txt set sms %s %s#%s", index, stat,
                         pdu);
         }

@@ -24,7 +24,7 @@ constexpr std::size_t server_size = 256;
 constexpr char unknown_address[] = "0.0.0.0";
 constexpr char wan_down_file[] = "/tmp/wan_disc"; // "1": the connection is down, "0": it is up
 
-/// A new heap text in a block of its own size, or null.
+/// A new heap text in a block of that size, cut to fit, or null.
 char *new_text(std::size_t size, const char *text) {
     char *block = static_cast<char *>(std::calloc(1, size));
     if (block != nullptr) {
@@ -86,8 +86,8 @@ bool read_servers(FILE *resolver, wan_info_t &info) {
     return true;
 }
 
-/// Reads the IPv4 and IPv6 address and the gateway. Gives false, logged, without a socket and for
-/// an interface that has neither address.
+/// Reads the IPv6 and IPv4 address, which stay as they were where there is none, and the gateway.
+/// Gives false, logged, without a socket and when neither address could be read.
 bool read_addresses(const char *p_ifc_name, wan_info_t &info) {
     const tarrow::unique_fd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!sock) {

@@ -27,7 +27,7 @@ const char *get_ext_registrar_status() {
 using pin_text = std::array<char, sizeof("73920518")>;
 
 pin_text get_ap_pin() {
-    pin_text pin = {"73920518"}; // the PIN of an access point that has made none yet
+    pin_text pin = {"73920518"}; // what is shown without one
     read_over("/tmp/wsc/wdev0ap0/wsc_ap_pin.txt", "/tmp/wsc/wsc_ap_pin.txt", pin.data(),
               pin.size() - 1);
     return pin;

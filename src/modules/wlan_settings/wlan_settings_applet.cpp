@@ -20,8 +20,7 @@ constexpr char notice_file[] = "/tmp/channel.txt";
 constexpr std::size_t channel_size = 20;
 constexpr int log_priority = LOG_SYSLOG | LOG_ERR;
 
-/// Takes the channel from the notice file, which is consumed. Gives false when there is no such
-/// file.
+/// Takes the channel from the notice file, which is consumed. Gives false when it cannot be opened.
 bool take_notice(char *channel) {
     tarrow::file notice = tarrow::open_for_reading(notice_file);
     if (!notice) {
