@@ -1,20 +1,20 @@
 #!/usr/bin/env bash
-# A C program against the installed headers and library, found by pkg-config: consumer_test.sh BUILD-FOLDER
+# A C daemon against an installed tree, with what pkg-config says and nothing else: consumer_test.sh BUILD-FOLDER
 set -eu
 cd "$(dirname "$0")/.."
 stage=$PWD/$1/stage
 rm -rf "$stage"
 cmake --install "$1" --prefix "$stage" > /dev/null
-sources="$stage/consumer.c"
-{
-    (cd "$stage/include/tarrow" && find . -name '*.h' | sort | sed 's|\./\(.*\)|#include <\1>|')
-    cat tests/consumer.c
-} > "$sources"
+cmake --install "$1" --prefix "$stage" --component store > /dev/null
 library=$(dirname "$(find "$stage" -name libtarrow_modules.so)")
 export PKG_CONFIG_PATH=$library/pkgconfig
-flags="$(pkg-config --cflags tarrow_modules) -Wall -Wextra -Wpedantic -Werror"
-libs="$(pkg-config --libs tarrow_modules) -Wl,-rpath-link,$PWD/$1"
-gcc -std=c99 $flags "$sources" -o "$stage/consumer" $libs
-g++ -std=c++20 -x c++ $flags -fsyntax-only "$sources"
-answer=$(device/boot --build "$1" env LD_LIBRARY_PATH="$library:$PWD/$1" "$stage/consumer")
-[ "$answer" = "32 lan http_share 0 ccinet" ] || { echo "the consumer says: $answer"; exit 1; }
+strict="-Wall -Wextra -Wpedantic -Werror"
+(cd "$stage/include/tarrow" && find . -name '*.h' | sort | sed 's|./\(.*\)|#include <\1>|') > "$stage/headers.c"
+gcc -std=c99 $strict -fsyntax-only "$stage/headers.c" $(pkg-config --cflags tarrow_modules)
+g++ -std=c++20 $strict -fsyntax-only -x c++ "$stage/headers.c" $(pkg-config --cflags tarrow_modules)
+gcc -std=c99 $strict examples/daemon.c -o "$stage/daemon" $(pkg-config --cflags --libs tarrow_modules)
+item='<mac>m</mac><ip>10.0.0.9</ip><name>new</name>'
+answer=$(device/boot --build "$1" env LD_LIBRARY_PATH="$library" sh -ec '
+    echo "<lan><ip>10.0.0.1</ip><fixed_leases><Item>$2</Item></fixed_leases></lan>" | "$1" set lan > /dev/null
+    echo "<lan><ip/><fixed_leases/></lan>" | "$1" get lan' - "$stage/daemon" "$item")
+grep -q "<ip>10.0.0.1</ip>.*<Item index=\"3\">$item" <<< "$answer" || { echo "the daemon says: $answer"; exit 1; }

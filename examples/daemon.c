@@ -1,0 +1,149 @@
+/* What a settings daemon does with the library, in the order in which it has to do it: "daemon get
+ * MODULE" and "daemon set MODULE" take a page from standard input and answer on standard output. */
+#define _POSIX_C_SOURCE 200809L /* strdup */
+#include <mxml.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <cfgdb.h>
+#include <tarrow_applets.h>
+
+/* The settings that this daemon knows. All other elements are live: the handlers' business, and
+ * never stored. A list's fields are joined by '#'. */
+static const struct setting {
+    const char *module, *key, *fields; /* fields: NULL for a text */
+} settings[] = {
+    {"lan", "ip", NULL},
+    {"lan", "fixed_leases", "mac#ip#name"},
+    {"wan", "proto", NULL},
+    {"device_management", "known_devices", "mac#name#first_seen#last_seen#type"},
+};
+
+static const struct setting *setting_of(const char *module, mxml_node_t *element) {
+    const char *key = mxmlGetElement(element); /* NULL for a text between elements */
+    for (size_t i = 0; key != NULL && i < sizeof(settings) / sizeof(settings[0]); ++i) {
+        if (strcmp(settings[i].module, module) == 0 && strcmp(settings[i].key, key) == 0) {
+            return &settings[i];
+        }
+    }
+    return NULL;
+}
+
+static qstr_t counted(const char *text) {
+    qstr_t string = {(unsigned int)strlen(text), (unsigned char *)text};
+    return string;
+}
+
+/* A setting's value as a heap string; an absent one is empty. */
+static char *stored_text(cfgdb_handle_t *store, const char *key) {
+    const qstr_t name = counted(key);
+    char *value = cfgdb_get(store, &name);
+    return value != NULL ? value : strdup("");
+}
+
+/* Fills a table, which is large, with a stored list. The delimiters are the module's own. */
+static void load_list(cfgdb_handle_t *store, const struct setting *list, dlist_node_t *table,
+                      char *fd, char *rd) {
+    char *value = stored_text(store, list->key);
+    tarrow_call_module_get_delimiters(list->module, fd, rd);
+    dl_dlist_init(table); /* before anything is put into it */
+    dl_get_meta_fields(list->fields, table, '#');
+    dl_variable_to_dlist_alloc(value, table, dl_count_meta_fields(list->fields, '#'), *fd, *rd);
+    free(value);
+}
+
+/* Between pre-set and post-set: what was posted is stored. A list is read, changed by its posted
+ * items, and written. */
+static void store_page(const char *module, mxml_node_t *page, dlist_node_t *table) {
+    cfgdb_handle_t *store = cfgdb_open(module);
+    if (store == NULL) {
+        return;
+    }
+    for (mxml_node_t *element = mxmlGetFirstChild(page); element != NULL;
+         element = mxmlGetNextSibling(element)) {
+        const struct setting *setting = setting_of(module, element);
+        const char *posted = mxmlGetOpaque(mxmlGetFirstChild(element));
+        char *text = NULL;
+        if (setting != NULL && setting->fields != NULL) {
+            char fd, rd;
+            load_list(store, setting, table, &fd, &rd);
+            dl_xmllist_to_dlist(element, table);
+            dl_dlist_to_variable(&text, table, fd, rd);
+            dl_free_dlist(table);
+        } else if (setting != NULL) {
+            text = strdup(posted != NULL ? posted : "");
+        }
+        if (text != NULL) {
+            const qstr_t name = counted(setting->key), value = counted(text);
+            cfgdb_set(store, &name, &value);
+        }
+        free(text);
+    }
+    cfgdb_close(store);
+}
+
+static int set_page(const char *module, dc_args_t *page, dlist_node_t *table) {
+    if (tarrow_call_module_pre_set_handler(module, TARROW_ACTION_SET, page) != 0) {
+        return -1; /* the scripts' temporary file cannot be made: nothing has run */
+    }
+    store_page(module, page->dc_data.dc_subnode, table);
+    /* With the same record, which carries the file. */
+    tarrow_call_module_post_set_handler(module, TARROW_ACTION_SET, page);
+    return 0;
+}
+
+/* The stored values first, then pre-get, each list, post-get: handlers add to elements, and count
+ * what lists hold. */
+static int get_page(const char *module, dc_args_t *page, dlist_node_t *table) {
+    mxml_node_t *root = page->dc_data.dc_subnode;
+    cfgdb_handle_t *store = cfgdb_open(module);
+    if (store == NULL) {
+        return -1;
+    }
+    for (mxml_node_t *element = mxmlGetFirstChild(root); element != NULL;
+         element = mxmlGetNextSibling(element)) {
+        const struct setting *setting = setting_of(module, element);
+        if (setting != NULL && setting->fields == NULL && mxmlGetFirstChild(element) == NULL) {
+            char *value = stored_text(store, setting->key);
+            mxmlNewOpaque(element, value); /* which copies it */
+            free(value);
+        }
+    }
+    tarrow_call_module_pre_get_handler(module, TARROW_ACTION_GET, page);
+    for (mxml_node_t *element = mxmlGetFirstChild(root); element != NULL;
+         element = mxmlGetNextSibling(element)) {
+        const struct setting *list = setting_of(module, element);
+        if (list != NULL && list->fields != NULL) {
+            dc_args_t args = {TARROW_CB_ARGS_DLIST, {.dc_dlist = table}, NULL};
+            char fd, rd;
+            load_list(store, list, table, &fd, &rd);
+            tarrow_call_module_post_get_handler(module, TARROW_ACTION_GETLIST, &args);
+            dl_dlist_to_xmllist(table, element);
+            dl_free_dlist(table);
+        }
+    }
+    cfgdb_close(store);
+    tarrow_call_module_post_get_handler(module, TARROW_ACTION_GET, page);
+    return 0;
+}
+
+int main(int argc, char **argv) {
+    static dlist_node_t table; /* 48 KB: not on a small stack */
+    if (argc != 3 || (strcmp(argv[1], "get") != 0 && strcmp(argv[1], "set") != 0)) {
+        fprintf(stderr, "usage: %s get|set MODULE < page.xml\n", argv[0]);
+        return 2;
+    }
+    mxml_node_t *root = mxmlLoadFile(NULL, stdin, MXML_OPAQUE_CALLBACK); /* opaque texts */
+    if (root == NULL || mxmlGetElement(root) == NULL ||
+        strcmp(mxmlGetElement(root), argv[2]) != 0) {
+        fprintf(stderr, "%s: no page of %s\n", argv[0], argv[2]);
+        return 1;
+    }
+    dc_args_t page = {TARROW_CB_ARGS_XML, {.dc_subnode = root}, NULL};
+    const int result = (*argv[1] == 'g' ? get_page : set_page)(argv[2], &page, &table);
+    mxmlSetWrapMargin(0);
+    mxmlSaveFile(root, stdout, MXML_NO_CALLBACK);
+    mxmlDelete(root); /* with all that the handlers added */
+    return result == 0 ? 0 : 1;
+}
