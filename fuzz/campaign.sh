@@ -1,10 +1,15 @@
 #!/usr/bin/env bash
-# campaign.sh replay            every fuzz program on its corpus and on what was found before
-# campaign.sh [SECONDS [NAME]]  lets each program (or one) look for faults that long, 60 seconds by default
-# What a program finds is reported and kept in build/fuzz/found, new inputs in build/fuzz/corpus.
+# usage: ./run fuzz [SECONDS [PROGRAM]]
+# Lets each fuzz program, or one of lists, requests and calls, look for faults that many seconds, 60 by default.
+# What a program finds is reported and kept in build/fuzz/found, new inputs in build/fuzz/corpus. "fuzz/campaign.sh
+# replay", a part of the check, runs each program on its corpus and on what was found before.
 set -uo pipefail
-cd "$(dirname "$(readlink -f "$0")")/.."
+BASH_ARGV0=$(readlink -f "$0")
+cd "${0%/*}/.."
 . tools/setup.sh
+[ $# -le 2 ] || refuse "too many words"
+[ "${1-}" = replay ] || { is_number "${1-60}" && ((10#${1-60} > 0)); } || refuse "no number of seconds: '$1'"
+[ -d "fuzz/corpus/${2-}" ] || refuse "no fuzz program '$2'; there are" fuzz/corpus/*
 need_build_tools
 need clang libclang-rt-dev binutils
 [ "${1-}" = replay ] || need llvm # names the lines of what is found
@@ -27,26 +32,31 @@ unknown=$(nm -u build/fuzz/CMakeFiles/tarrow_objects.dir/src/{*.o,support/*.o,mo
     printf '"%s"\n' "'" ';' '$(x)' '`' '|' '&#10;' '&amp;' '\x0a==== *\x0a' ' Delete=\"\"'
 } > build/fuzz/words.txt
 
-for seeds in fuzz/corpus/*; do
-    name=${seeds##*/} program=build/fuzz/fuzz_${seeds##*/} seeds=("$seeds")
-    [ -d "fuzz/regressions/$name" ] && seeds+=("fuzz/regressions/$name")
-    mkdir -p "build/fuzz/corpus/$name" build/fuzz/found
-    limits[0]=-artifact_prefix="build/fuzz/found/$name-"
-    if [ "${1-}" = replay ]; then
-        inputs=$(find "${seeds[@]}" -type f | wc -l)
-        if [ "$inputs" = 0 ] || ! output=$("$program" "${limits[@]}" -runs=0 "${seeds[@]}" 2>&1); then
-            printf '%s\n' "$output" "fuzz: $name fails on its corpus"
-            failed=1
+campaign() {
+    local seeds name program inputs output found
+    for seeds in fuzz/corpus/*; do
+        name=${seeds##*/} program=build/fuzz/fuzz_${seeds##*/} seeds=("$seeds")
+        [ -d "fuzz/regressions/$name" ] && seeds+=("fuzz/regressions/$name")
+        mkdir -p "build/fuzz/corpus/$name" build/fuzz/found
+        limits[0]=-artifact_prefix="build/fuzz/found/$name-"
+        if [ "${1-}" = replay ]; then
+            inputs=$(find "${seeds[@]}" -type f | wc -l)
+            if [ "$inputs" = 0 ] || ! output=$("$program" "${limits[@]}" -runs=0 "${seeds[@]}" 2>&1); then
+                printf '%s\n' "$output" "fuzz: $name fails on its corpus"
+                failed=1
+            fi
+        elif [ -z "${2-}" ] || [ "$name" = "$2" ]; then
+            say "$name, ${1:-60} seconds"
+            "$program" "${limits[@]}" -max_total_time="${1:-60}" -dict=build/fuzz/words.txt -use_value_profile=1 \
+                "build/fuzz/corpus/$name" "${seeds[@]}" > "build/fuzz/$name.log" 2>&1 ||
+                failed=1
+            for found in build/fuzz/found/"$name"-*; do
+                [ ! -e "$found" ] || echo "$found:" "$("$program" -timeout=5 "$found" 2>&1 | grep -aE -m 1 '^not so|ERROR|runtime error')"
+            done
+            echo "fuzz: $name: $(grep -oE 'cov: [0-9]+ ft: [0-9]+' "build/fuzz/$name.log" | tail -1)," \
+                "$(sed -n 's/^stat::number_of_executed_units: *\([0-9]*\).*/\1/p' "build/fuzz/$name.log") executions"
         fi
-    elif [ -z "${2-}" ] || [ "$name" = "$2" ]; then
-        "$program" "${limits[@]}" -max_total_time="${1:-60}" -dict=build/fuzz/words.txt -use_value_profile=1 \
-            "build/fuzz/corpus/$name" "${seeds[@]}" > "build/fuzz/$name.log" 2>&1 ||
-            failed=1
-        for found in build/fuzz/found/"$name"-*; do
-            [ ! -e "$found" ] || echo "$found:" "$("$program" -timeout=5 "$found" 2>&1 | grep -aE -m 1 '^not so|ERROR|runtime error')"
-        done
-        echo "fuzz: $name: $(grep -oE 'cov: [0-9]+ ft: [0-9]+' "build/fuzz/$name.log" | tail -1)," \
-            "$(sed -n 's/^stat::number_of_executed_units: *\([0-9]*\).*/\1/p' "build/fuzz/$name.log") executions"
-    fi
-done
-exit $failed
+    done
+    return $failed
+}
+together campaign "$@" < /dev/null

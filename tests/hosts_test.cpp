@@ -131,9 +131,9 @@ TEST_F(hosts_test, lease_table) {
 
 TEST_F(hosts_test, station_table) {
     EXPECT_EQ(stations(), " 02:00:00:00:01:69 ");
-    output_of("/sim/station join aa:bb");
-    EXPECT_EQ(stations(), " 02:00:00:00:01:69  aa:bb ");
-    output_of("/sim/station leave aa:bb");
+    output_of("/sim/station join 02:00:00:00:aa:bb");
+    EXPECT_EQ(stations(), " 02:00:00:00:01:69  02:00:00:00:aa:bb ");
+    output_of("/sim/station leave 02:00:00:00:aa:bb");
     calls();
     substitute("/system/usr/bin/wapctl", "#!/bin/sh\ncat /tmp/stations\n");
     const std::pair<std::string, std::string> cases[] = {

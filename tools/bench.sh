@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
+# usage: ./run bench [OPTION...], options of Google Benchmark as --benchmark_filter=REGEX
 # Runs the benchmarks in the simulated device, each beside its floor, and measures the library's size and
-# what it adds to the memory of a process that loads it. Its arguments go to the benchmarks.
+# what it adds to the memory of a process that loads it. Fails when a bound is exceeded.
 set -euo pipefail
-cd "$(dirname "$(readlink -f "$0")")/.."
+BASH_ARGV0=$(readlink -f "$0")
+cd "${0%/*}/.."
 . tools/setup.sh
+for option; do [[ $option == --benchmark_*=* ]] || refuse "no option of the benchmarks: '$option'"; done
 need_build_tools
 need binutils
-build release
-device/boot build/release/tarrow_bench "$@"
+build release tarrow_bench tarrow_probe cfgdb_cmd tarrow_host stat_server
+status=0
+together device/boot build/release/tarrow_bench "$@" < /dev/null || status=$?
 
 library=build/release/libtarrow_modules.so
 row() { printf '%-66s %8d %s\n' "$1" "$2" "${3-bytes}"; }
@@ -18,4 +22,5 @@ read -r text data bss _ < <(size $library | tail -1)
 row "its text and constants, as size counts them" "$text"
 row "  of which the section .text" "$(size -A $library | awk '$1 == ".text" { print $2 }')"
 row "its writable data (data and bss)" $((data + bss))
-device/boot sh -c 'build/release/tarrow_probe memory bench/requests.txt 3>&1 > /dev/null 2>&1'
+together device/boot sh -c 'build/release/tarrow_probe memory bench/requests.txt 3>&1 > /dev/null 2>&1' < /dev/null
+exit $status

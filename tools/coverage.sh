@@ -1,22 +1,25 @@
 #!/usr/bin/env bash
+# usage: ./run coverage [OPTION...], options of GoogleTest as --gtest_filter=PATTERN
 # Runs the tests in the simulated device and shows what of src/ they run: lines and branches of each
-# file, then each line that no test runs. Its arguments go to the tests.
+# file, then each line that no test runs.
 set -euo pipefail
-cd "$(dirname "$(readlink -f "$0")")/.."
+BASH_ARGV0=$(readlink -f "$0")
+cd "${0%/*}/.."
 . tools/setup.sh
+for option; do [[ $option == --gtest_*=* ]] || refuse "no option of the tests: '$option'"; done
 need_build_tools
 need clang llvm libclang-rt-dev
-build coverage
+build coverage tarrow_tests tarrow_modules
 log=build/coverage.tests.log
 # The device can write nothing outside: it sends what was counted through its standard output.
-device/boot --build build/coverage sh -c '
+together device/boot --build build/coverage sh -c '
     mkdir /run/counts
     export LLVM_PROFILE_FILE=/run/counts/%m%c
     status=0
     build/coverage/tarrow_tests "$@" 1>&2 || status=$?
     llvm-profdata merge -o - /run/counts/*
     exit $status
-' - "$@" > build/coverage.profdata 2> $log || { cat $log; exit 1; }
+' - "$@" < /dev/null > build/coverage.profdata 2> $log || { cat $log; exit 1; }
 llvm-cov export -format=lcov build/coverage/tarrow_tests -object build/coverage/libtarrow_modules.so \
     -instr-profile build/coverage.profdata "$PWD/src" | awk -F '[:,]' -v top="$PWD/" '
     function row(name, lines, hit, branches, taken) {

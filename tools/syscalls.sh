@@ -1,21 +1,24 @@
 #!/usr/bin/env bash
+# usage: ./run syscalls [--calls]
 # Counts, for each request of bench/requests.txt, the processes that the library starts and the system
 # calls that it makes in its own process, beside the fewest that the request's steps allow. What the
 # settings store does is not counted, but how often it is opened. Fails when a request takes more than
 # its steps; with --calls shows each request's calls too.
 set -euo pipefail
-cd "$(dirname "$(readlink -f "$0")")/.."
+BASH_ARGV0=$(readlink -f "$0")
+cd "${0%/*}/.."
 . tools/setup.sh
+[ $# = 0 ] || [ "$*" = --calls ] || refuse "unknown option '$1'"
 need_build_tools
 need strace
-build release
-device/boot sh -c '
+build release tarrow_probe cfgdb_cmd tarrow_host stat_server
+together device/boot sh -c '
     strace -o /var/calls build/release/tarrow_probe calls bench/requests.txt > /var/out 2>&1 || {
         cat /var/out >&2
         exit 1
     }
     cat /var/calls
-' > build/syscalls.log
+' < /dev/null > build/syscalls.log
 awk -v is_long="${1-}" '
     FNR == NR { # the steps, and the requests in their order
         if (/^step /) {

@@ -1,0 +1,80 @@
+# Sourced by run: the device that stays, one for each checkout and user. Its record, build/device/UID, is a line: the
+# process that it hangs on and when that began, the process that waits for it, and the place. A checkout's copy, another
+# machine and a process that came to the same number do not match it.
+record=build/device/$UID
+
+# this_place: the folder, whatever its name, and the processes' world.
+this_place() {
+    local folder boot
+    folder=$(stat -L -c %d:%i . /proc/self/ns/pid) && read -r boot < /proc/sys/kernel/random/boot_id
+    echo "$folder $boot" | tr '\n' ' '
+}
+
+# start_of PROCESS: when it began; nothing for one that has ended.
+start_of() {
+    local stat
+    { read -r stat < "/proc/$1/stat"; } 2> /dev/null || return 0
+    read -ra stat <<< "${stat##*) }" # from the third field on
+    [ "${stat[0]}" = Z ] || echo "${stat[19]}"
+}
+
+# is_up: whether the device is there; then device_process is what it hangs on.
+is_up() {
+    local started place
+    [ -e "$record" ] && read -r device_process started device_waiter place < "$record" &&
+        [ "$(start_of "$device_process")" = "$started" ] && [ "$place " = "$(this_place)" ]
+}
+
+# in_device COMMAND... runs a command in the device that stays, or else in one of its own.
+in_device() {
+    local boot=(device/boot)
+    if is_up; then boot+=(--enter "$device_process"); fi
+    if [ -t 0 ]; then exec "${boot[@]}" "$@"; fi # the terminal is the command's, and its signals reach it
+    together "${boot[@]}" "$@"
+}
+
+up() {
+    mkdir -p build/device
+    exec 8> "$record.lock"
+    flock 8
+    if is_up; then
+        say "the device is up already; ./run down ends it"
+        return
+    fi
+    local started booting=
+    trap 'kill $booting 2> /dev/null' EXIT
+    exec 7< <(exec setsid device/boot --stay < /dev/null 2> "$record.log" 8>&-)
+    booting=$!
+    if ! read -r device_process started <&7; then
+        cat "$record.log" >&2
+        fail "the device did not come up"
+    fi
+    echo "$device_process $started $booting $(this_place)" > "$record"
+    trap - EXIT
+    exec 7<&- 8>&-
+    say "the device is up: get, set, list, shell and sim go to it, until ./run down"
+}
+
+down() {
+    if ! is_up; then
+        say "no device of this folder is up"
+        return
+    fi
+    kill -KILL "$device_process"
+    local tries=200
+    while ((tries-- > 0)) && [ -n "$(start_of "$device_process")$(start_of "$device_waiter")" ]; do sleep 0.05; done
+    rm -f "$record" "$record.log"
+    say "the device is down"
+}
+
+# device_status answers 0 while one is up, else 1.
+device_status() {
+    if ! is_up; then
+        echo "down: each ./run boots a device of its own; ./run up starts one that stays"
+        return 1
+    fi
+    echo "up since $(stat -c %y "$record" | cut -d. -f1), process $device_process; ./run down ends it"
+    if [ -n "$(find device/boot device/image device/networks device/hooks.txt -newer "$record" -print -quit)" ]; then
+        echo "device/ has changed since; ./run down and up brings that into it"
+    fi
+}

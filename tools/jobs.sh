@@ -1,0 +1,61 @@
+# Sourced by setup.sh: work that ends as a whole, and lines that say how far it has come.
+
+say() { echo "${0##*/}: $*" >&2; }
+fail() { say "$@"; exit 1; }
+
+# together COMMAND... runs a command, or a function, in a process group of its own. When this shell is interrupted,
+# told to end or loses its terminal, the group ends at once, and this shell by the same signal. What is started within
+# belongs to the same group.
+together() {
+    if [ -n "${TARROW_GROUP-}" ]; then
+        "$@"
+        return
+    fi
+    local group= signal status
+    for signal in INT QUIT TERM HUP; do trap "end_group \"\$group\" $signal" $signal; done
+    trap 'kill -STOP -- "-$group"; kill -STOP $$; kill -CONT -- "-$group"' TSTP
+    set -m
+    TARROW_GROUP=1 "$@" <&0 &
+    group=$!
+    set +m
+    while status=0; wait "$group" || status=$?; [ $status -gt 128 ] && kill -0 "$group" 2> /dev/null; do :; done
+    trap - INT QUIT TERM HUP TSTP
+    return $status
+}
+
+# end_group GROUP SIGNAL: programs that tidy up, or have groups of their own to end, get two seconds for it.
+end_group() {
+    trap '' INT QUIT TERM HUP
+    local tries=40
+    kill -TERM -- "-$1" 2> /dev/null
+    while ((tries-- > 0)) && kill -0 -- "-$1" 2> /dev/null; do sleep 0.05; done
+    kill -KILL -- "-$1" 2> /dev/null
+    progress_end
+    ulimit -c 0
+    trap - "$2"
+    kill -"$2" $$
+}
+
+# progress TEXT replaces a terminal's last line; where there is no terminal, it prints a line each ten seconds.
+progress_next=10
+progress() {
+    if [ -t 2 ]; then
+        printf '\r\033[K\033[?7l%s\033[?7h' "${0##*/}: $*" >&2 # never more than a line
+    elif ((SECONDS >= progress_next)); then
+        say "$@"
+        progress_next=$((SECONDS + 10))
+    fi
+}
+progress_end() { [ ! -t 2 ] || printf '\r\033[K' >&2; }
+
+# follow TEXT shows that a command goes on, whose output it reads: its latest "building N of M", and how long it
+# has taken.
+follow() {
+    local line text=$1 start=$SECONDS status
+    progress_next=$((SECONDS + 10))
+    while status=0; read -r -t 1 line || status=$?; [ $status = 0 ] || [ $status -gt 128 ]; do
+        [[ $line =~ ^building\ [0-9]+\ of\ [0-9]+ ]] && text="$1: ${BASH_REMATCH[0]}"
+        progress "$text ($((SECONDS - start)) s)"
+    done
+    progress_end
+}
