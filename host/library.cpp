@@ -18,13 +18,6 @@ bool find(void *handle, const char *name, Function &function, std::string &reaso
     return function != nullptr;
 }
 
-/// The exported name of a handler of the library.
-const char *name_of(tarrow_handler_t *handler) {
-    Dl_info info = {};
-    const bool is_known = dladdr(reinterpret_cast<void *>(handler), &info) != 0;
-    return is_known && info.dli_sname != nullptr ? info.dli_sname : "(function)";
-}
-
 } // namespace
 
 bool load(library &lib, std::string &reason) {
@@ -38,6 +31,8 @@ bool load(library &lib, std::string &reason) {
            find(handle, "tarrow_call_module_post_set_handler", lib.post_set, reason) &&
            find(handle, "tarrow_call_module_pre_get_handler", lib.pre_get, reason) &&
            find(handle, "tarrow_call_module_post_get_handler", lib.post_get, reason) &&
+           find(handle, "__tarrow_call_module_pre_set_handler", lib.row_pre_set, reason) &&
+           find(handle, "__tarrow_call_module_post_set_handler", lib.row_post_set, reason) &&
            find(handle, "tarrow_call_module_get_delimiters", lib.get_delimiters, reason) &&
            find(handle, "dl_dlist_init", lib.dlist_init, reason) &&
            find(handle, "dl_count_meta_fields", lib.count_meta_fields, reason) &&
@@ -49,12 +44,23 @@ bool load(library &lib, std::string &reason) {
            find(handle, "dl_free_dlist", lib.free_dlist, reason);
 }
 
-void print_table(const library &lib) {
+std::vector<applet_info> rows(const library &lib) {
     int count = 0;
     const std::unique_ptr<applet_info, decltype(&std::free)> table(lib.get_module_applets(&count),
                                                                    &std::free);
-    for (int i = 0; table != nullptr && i < count; ++i) {
-        const applet_info &row = table.get()[i];
+    return table ? std::vector<applet_info>(table.get(), table.get() + count)
+                 : std::vector<applet_info>();
+}
+
+const char *name_of(tarrow_handler_t *handler) {
+    Dl_info info = {};
+    const bool is_known = dladdr(reinterpret_cast<void *>(handler), &info) != 0;
+    return is_known && info.dli_sname != nullptr ? info.dli_sname : "(function)";
+}
+
+void print_table(const library &lib) {
+    int number = 0;
+    for (const applet_info &row : rows(lib)) {
         struct phase {
             const char *name;
             tarrow_handler_t *handler;
@@ -69,7 +75,8 @@ void print_table(const library &lib) {
         char field = 0;
         char record = 0;
         lib.get_delimiters(row.di_modname, &field, &record);
-        std::printf("%2d %s  (fields '%c', records '%c')\n", i, row.di_modname, field, record);
+        std::printf("%2d %s  (fields '%c', records '%c')\n", number++, row.di_modname, field,
+                    record);
         for (const phase &p : phases) {
             if (p.handler != nullptr) {
                 std::printf("     %-9s %s()%s%s\n", p.name, name_of(p.handler),

@@ -28,15 +28,6 @@ bool load_value(const std::string &module, const std::string &path,
     return true;
 }
 
-/// The first direct child element, or the next element after one.
-mxml_node_t *first_element(mxml_node_t *parent) {
-    return mxmlFindElement(parent, parent, nullptr, nullptr, nullptr, MXML_DESCEND_FIRST);
-}
-mxml_node_t *next_element(mxml_node_t *element) {
-    return mxmlFindElement(element, mxmlGetParent(element), nullptr, nullptr, nullptr,
-                           MXML_NO_DESCEND);
-}
-
 using visitor = std::function<void(const std::string &path, element_kind kind, mxml_node_t *)>;
 
 /// Visits the lists and the elements without child elements below an element.
@@ -96,13 +87,25 @@ std::string posted_text(mxml_node_t *element) {
 
 } // namespace
 
+std::vector<std::string> unknown_elements(const page &module_page, mxml_node_t *request) {
+    std::vector<std::string> paths;
+    visit(module_page, request, "",
+          [&](const std::string &path, element_kind kind, mxml_node_t * /*element*/) {
+              if (kind == element_kind::unknown) {
+                  paths.push_back(path);
+              }
+          });
+    return paths;
+}
+
 bool get(const library &lib, const page &module_page, const std::string &module,
          mxml_node_t *request, std::string &reason) {
     bool is_open = true;
     std::optional<std::string> value;
     visit(module_page, request, "",
           [&](const std::string &path, element_kind kind, mxml_node_t *element) {
-              if (kind == element_kind::setting && mxmlGetFirstChild(element) == nullptr) {
+              const bool is_stored = kind == element_kind::setting || kind == element_kind::unknown;
+              if (is_stored && mxmlGetFirstChild(element) == nullptr) {
                   is_open = load_value(module, path, value) && is_open;
                   if (value) {
                       mxmlNewOpaque(element, value->c_str());
@@ -141,7 +144,8 @@ bool set(const library &lib, const page &module_page, const std::string &module,
     bool is_stored = store != nullptr;
     visit(module_page, request, "",
           [&](const std::string &path, element_kind kind, mxml_node_t *element) {
-              if (kind == element_kind::live || store == nullptr) {
+              if ((kind != element_kind::setting && kind != element_kind::list) ||
+                  store == nullptr) {
                   return;
               }
               std::string text = posted_text(element);

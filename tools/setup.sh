@@ -6,8 +6,9 @@
 need() {
     local missing installed
     command -v dpkg-query > /dev/null || fail "this is no Debian machine: nothing here can install $*"
-    installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2> /dev/null | sed -n 's/^installed //p')
-    missing=$(printf '%s\n' "$@" | grep -vxF "${installed:-none}" | tr '\n' ' ')
+    installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2> /dev/null |
+        sed -n 's/^installed //p') || true # it fails when there is one that it does not know
+    missing=$(printf '%s\n' "$@" | { grep -vxF "${installed:-none}" || true; } | tr '\n' ' ')
     [ -n "$missing" ] || return 0
     say "installing $(wc -w <<< "$missing") packages: $missing"
     if [ "$(id -u)" = 0 ]; then

@@ -10,13 +10,16 @@
 
 namespace {
 
-constexpr char usage[] =
-    "usage: cfgdb_cmd [--backend FILE] COMMAND\n"
+constexpr char usage[] = "usage: cfgdb_cmd [--backend FILE] set MODULE KEY VALUE | get MODULE KEY "
+                         "| list [MODULE] | import\n";
+constexpr char help[] =
     "  set MODULE KEY VALUE   stores a setting\n"
     "  get MODULE KEY         prints a setting's value; fails when it has none\n"
     "  list [MODULE]          prints \"MODULE KEY VALUE\" lines of all settings or of one "
     "module's\n"
     "  import                 stores such lines from standard input\n"
+    "  --help                 this text\n"
+    "FILE is another store than the device's, /userfs/cfgdb/settings.db.\n"
     "In listed lines a line end stands as \\n, a backslash as \\\\, a blank in a name as \\s.\n";
 
 int fail(const std::string &message) {
@@ -179,9 +182,12 @@ int run(std::vector<std::string> words) {
     if (command == "import" && words.size() == 1) {
         return import(backend);
     }
-    const bool is_help = command == "--help" && words.size() == 1;
-    (is_help ? std::cout : std::cerr) << usage;
-    return is_help ? 0 : 2;
+    if (command == "--help" || command == "-h") {
+        std::cout << usage << help;
+        return 0;
+    }
+    std::cerr << usage;
+    return 2;
 }
 
 } // namespace
