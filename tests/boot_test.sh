@@ -17,7 +17,7 @@ expect "exit status" 7 "$(boot sh -c 'exit 7'; echo $?)"
 expect "arguments" "a b|*" "$(boot sh -c 'echo "$1|$2"' - 'a b' '*')"
 expect "standard input" hello "$(echo hello | boot cat)"
 expect "a missing command" 127 "$(boot /no/such > /dev/null; echo $?)"
-expect "usage" "boot: usage: device/boot [--build DIR] COMMAND [ARG...] 125" "$(echo $(boot; echo $?))"
+expect "usage" 2 "$(boot --x > /dev/null; echo $?)"
 expect "first process is the device's" 1 "$(boot sh -c 'echo $PPID')"
 expect "no write to the project, the programs or the kernel" "" \
     "$(boot sh -c 'for f in '"$PWD"'/x '"$PWD"'/build/x /usr/x /proc/sys/kernel/x /sys/x; do
@@ -45,9 +45,22 @@ if [ "$(id -u)" = 0 ] && command -v setpriv > /dev/null; then
             device/boot tarrow_host get lan - 2>&1 | tr '\n' ' '; echo "${PIPESTATUS[1]}")"
     rm -rf "$copy"
 fi
-device/boot sleep 4711 & sleep 0.5
-kill $!
-wait $! 2> /dev/null
-sleep 0.1
-expect "told to end, it ends all" "" "$(pgrep -f 'sleep 4711')"
+tool() { "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; "$@"' - "$@"; }
+for signal in INT QUIT TERM HUP; do
+    env --default-signal=INT,QUIT "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' & sleep 0.5
+    kill -$signal $!
+    wait $! 2> /dev/null
+    status=$?
+    expect "by $signal" $((128 + $(kill -l $signal))) $status
+done
+expect "told to end, all of a command ends" "" "$(pgrep -f 'sleep 4711')"
+tool up 2> /dev/null
+expect "a device that stays" "static 7" "$(tool in_device cfgdb_cmd set wan proto static
+    echo $(tool in_device sh -c 'cfgdb_cmd get wan proto; sleep 4711 > /run/x & exit 7'; echo $?))"
+cp build/device/test build/device/copy
+sed -i 's/ [0-9]*:[0-9]* / 1:2 /' build/device/test
+expect "another folder's device" 1 "$(tool is_up; echo $?)"
+mv build/device/copy build/device/test
+tool down 2> /dev/null
+expect "nothing outlives it" "" "$(pgrep -f 'sleep 4711')"
 exit $failed

@@ -27,9 +27,9 @@ together() {
 end_group() {
     trap '' INT QUIT TERM HUP
     local tries=40
-    kill -TERM -- "-$1" 2> /dev/null
+    kill -TERM -- "-$1" 2> /dev/null || true
     while ((tries-- > 0)) && kill -0 -- "-$1" 2> /dev/null; do sleep 0.05; done
-    kill -KILL -- "-$1" 2> /dev/null
+    kill -KILL -- "-$1" 2> /dev/null || true
     progress_end
     ulimit -c 0
     trap - "$2"
@@ -48,13 +48,13 @@ progress() {
 }
 progress_end() { [ ! -t 2 ] || printf '\r\033[K' >&2; }
 
-# follow TEXT shows that a command goes on, whose output it reads: its latest "building N of M", and how long it
-# has taken.
+# follow TEXT shows that a command goes on, whose output it reads: how many of its steps it has begun, when a line
+# tells that, and how long it has taken.
 follow() {
     local line text=$1 start=$SECONDS status
     progress_next=$((SECONDS + 10))
     while status=0; read -r -t 1 line || status=$?; [ $status = 0 ] || [ $status -gt 128 ]; do
-        [[ $line =~ ^building\ [0-9]+\ of\ [0-9]+ ]] && text="$1: ${BASH_REMATCH[0]}"
+        if [[ $line =~ ^[0-9]+\ of\ [0-9]+ ]]; then text="$1: ${BASH_REMATCH[0]}"; fi
         progress "$text ($((SECONDS - start)) s)"
     done
     progress_end

@@ -45,7 +45,7 @@ build_alone() {
         flock 9
     fi
     forget_moved
-    if ! make_preset "$@" 2>&1 | tee "$log" | follow "$1"; then
+    if ! make_preset "$@" 2>&1 | tee "$log" | follow "building $1"; then
         cat "$log" >&2
         return 1
     fi
@@ -56,7 +56,7 @@ make_preset() {
     shift
     case $preset in i386 | armhf) tools/sysroot.sh $preset || return ;; esac
     [ "build/$preset/build.ninja" -nt CMakePresets.json ] || cmake --preset $preset || return
-    NINJA_STATUS='building %f of %t: ' cmake --build --preset $preset ${1:+--target "$@"}
+    NINJA_STATUS='%s of %t ' cmake --build --preset $preset ${1:+--target "$@"}
 }
 
 # A build knows its folder by name: one that was moved or copied with the project would write to the old place.
