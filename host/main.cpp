@@ -85,6 +85,7 @@ host::tree read_request(const std::string &module, const std::string &word, std:
 
 std::string no_module(const std::vector<applet_info> &rows, const std::string &name) {
     std::vector<std::string> names;
+    names.reserve(rows.size());
     for (const applet_info &row : rows) {
         names.emplace_back(row.di_modname);
     }

@@ -47,7 +47,9 @@ if [ "$(id -u)" = 0 ] && command -v setpriv > /dev/null; then
 fi
 tool() { "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; "$@"' - "$@"; }
 for signal in INT QUIT TERM HUP; do
-    env --default-signal=INT,QUIT "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' & sleep 0.5
+    env --default-signal=INT,QUIT "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' &
+    until pgrep -xf 'sleep 4711' > /dev/null; do sleep 0.1; done
+    sleep 0.5
     kill -$signal $!
     wait $! 2> /dev/null
     status=$?

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Holds docs/pages and the code together: what a module names stands on its page, what the page quotes stands
-# in the module, and the index is the applet table.
+# Holds docs/pages and the code together: what a module names stands on its page, and what the page quotes stands
+# in the module. That their index is the applet table is a case of dispatch_test.cpp.
 set -uf
 cd "$(dirname "$0")/.." || exit
 failed=0
@@ -16,7 +16,14 @@ literals() {
 # The code of a page: its code spans, a line each, and the lines of its code blocks, which may end in a note.
 quoted() { awk '/^    / { print; next } { n = split($0, part, "`"); for (i = 2; i <= n; i += 2) print part[i] }' "$1"; }
 words() { sed -E 's,</|/>, ,g' | grep -oE '[%/A-Za-z0-9_.-]+' | grep '[A-Za-z]' | grep -vx '%[sd]' | sort -u; }
-row() { awk -v name="$1" '/^ ?[0-9]/ { on = $2 == name; next } on' tests/applet_table.txt; }
+# The handlers and scripts of a module, as the index of the pages names them.
+row() {
+    awk -F' *[|] *' -v module="$1" '{ name = $3; gsub(/\[|\].*/, "", name) }
+        name == module { split("pre_set post_set pre_get post_get", phase, " ")
+            for (i = 1; i <= 4; i++) { cell = $(3 + i)
+                if (cell ~ /script/) print "/etc/init.d/" module "_" phase[i] ".sh"
+                gsub(/`|, no script/, "", cell); if (cell ~ /[_\/]/) print cell } }' docs/pages/README.md
+}
 
 for module in $(ls src/modules docs/pages | sed -nE 's/^([a-z_]+)(\.md)?$/\1/p' | sort -u); do
     page=docs/pages/$module.md xml=device/image/etc/tarrow/pages/$module.xml
@@ -36,15 +43,4 @@ for module in $(ls src/modules docs/pages | sed -nE 's/^([a-z_]+)(\.md)?$/\1/p' 
         grep -qF -- "$text" <<< "$code" || fail "$page lacks: $text"
     done < <(grep '/[a-z.]' <<< "$texts")
 done
-
-index=$(awk '
-    function row() {
-        if (name) print "| " name, run["pre-set"], run["post-set"], run["pre-get"], run["post-get"], ends " |"
-        split("", run) }
-    /^ ?[0-9]/ { row(); module = $2; split($0, part, "\047"); ends = "`\047" part[2] "\047` | `\047" part[4] "\047`"
-        name = $1 " | " (system("test -f docs/pages/" $2 ".md") ? $2 : "[" $2 "](" $2 ".md)"); next }
-    { phase = $1; sub(/-/, "_", phase); sub(/,$/, "", $2) # "script" is /etc/init.d/MODULE_PHASE.sh
-      run[$1] = ($2 == "/etc/init.d/" module "_" phase ".sh" ? "script" : "`" $2 "`") ($3 == "not" ? ", no script" : "") }
-    END { row() }' OFS=' | ' tests/applet_table.txt)
-changes=$(diff <(echo "$index") <(grep '^| [0-9]' docs/pages/README.md)) || fail "docs/pages/README.md differs:" "$changes"
 exit $failed

@@ -1,16 +1,17 @@
-// Traffic statistics: the bytes on the wire, the exchange with a scripted and with the real server, counters
-// and document.
+// Traffic statistics behind the page: the bytes on the wire, exchanges that fail, virtual access points, billing
+// periods, and the development server's history.
 
-#include "support/device.h"
+#include "support/transcript.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <sstream>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -25,394 +26,327 @@ constexpr char server_pipe[] = "/tmp/stat_server_fifo", lock[] = "/tmp/.sflck";
 
 const std::string own_pipe = "/tmp/stat_client_" + std::to_string(getpid()) + "_fifo";
 
-/// A server that takes requests, keeps their bytes and answers with given ones.
-class scripted_server {
-public:
-    explicit scripted_server(std::string answer, int requests = 1) : answer_(std::move(answer)) {
-        mkfifo(server_pipe, 0666);
-        pipe_ = open(server_pipe, O_RDWR | O_CLOEXEC);
-        thread_ = std::thread([this, requests] {
-            for (int i = 0; i < requests; ++i) { serve(); }
-        });
-    }
-    scripted_server(const scripted_server &) = delete;
-    scripted_server &operator=(const scripted_server &) = delete;
-    ~scripted_server() { stop(); }
-    /// All that was requested.
-    std::string stop() {
-        if (thread_.joinable()) {
-            thread_.join();
-            close(pipe_);
-            unlink(server_pipe);
-        }
-        return received_;
-    }
-
-private:
-    void serve() {
-        io_meta_data_t meta = {};
-        EXPECT_EQ(read_io_meta_data(pipe_, &meta), 1);
-        std::string payload(meta.dsize, '\0');
-        EXPECT_EQ(read_io_data(pipe_, meta.dsize, payload.data()), 1);
-        received_ += std::string(reinterpret_cast<const char *>(&meta), sizeof(meta)) + payload;
-        const int out = get_client_fifo(IO_OUTPUT, meta.cpid);
-        EXPECT_EQ(write(out, answer_.data(), answer_.size()), static_cast<ssize_t>(answer_.size()));
-        close(out);
-    }
-
-    std::string answer_, received_;
-    int pipe_ = -1;
-    std::thread thread_;
-};
-
-void end(pid_t process) {
-    kill(process, SIGKILL);
-    while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {}
+std::string numbers(const std::vector<std::uint32_t> &values) {
+    return {reinterpret_cast<const char *>(values.data()), values.size() * 4};
 }
 
-/// The device's server, with a history of its own, until the test ends.
-class real_server {
-public:
-    real_server() : pid_(fork()) {
-        if (pid_ == 0) {
-            execlp("stat_server", "stat_server", "/tmp/traffic.db", nullptr);
-            _exit(127);
-        }
-        for (int i = 0; i < 500 && !exists(server_pipe); ++i) { usleep(10000); }
-        usleep(50000); // it opens the pipe it has made
-    }
-    real_server(const real_server &) = delete;
-    real_server &operator=(const real_server &) = delete;
-    ~real_server() {
-        end(pid_);
-        unlink(server_pipe);
-    }
+std::string padded(std::string text, std::size_t size) { return text.resize(size), text; }
 
-private:
-    pid_t pid_;
-};
-
-class statistics_test : public device_test {
-protected:
-    void TearDown() override {
-        unlink("/sim/stat_server");
-        EXPECT_FALSE(exists(lock) || exists(own_pipe));
-        device_test::TearDown();
-    }
-    static std::string number(std::uint32_t value) { return {reinterpret_cast<const char *>(&value), sizeof(value)}; }
-    /// What a request writes to standard error, after its result.
-    static std::string ask(accu_get_output_t &output) {
-        accu_get_input_t input = {};
-        std::strcpy(input.interface, "ccinet0");
-        testing::internal::CaptureStderr();
-        const int result = stat_accu_get(&input, &output);
-        return std::to_string(result) + " " + testing::internal::GetCapturedStderr();
-    }
-};
-
-TEST_F(statistics_test, the_bytes_on_the_wire) {
-    const std::string answer = number(1) + number(2) + number(3) + number(4) + number(5);
-    scripted_server server(answer);
-    accu_get_input_t input = {};
-    std::strcpy(input.interface, "ccinet0");
-    input.accu_type = ST_ACCU;
-    input.start_date.tm_mday = 7;
-    input.end_date.tm_year = 126;
-    accu_get_output_t output = {};
-    EXPECT_EQ(stat_accu_get(&input, &output), 1);
-    EXPECT_EQ(std::string(reinterpret_cast<const char *>(&output), sizeof(output)), answer);
-    std::string expected = number(1) + number(static_cast<std::uint32_t>(getpid())) + number(108) + "ccinet0" +
-                           std::string(9, '\0') + number(1) + std::string(12, '\0') + number(7) +
-                           std::string(28, '\0') + std::string(20, '\0') + number(126) + std::string(20, '\0');
-    EXPECT_EQ(expected.size(), 120U);
-    EXPECT_EQ(server.stop(), expected);
-    scripted_server speeds(number(8) + number(9));
-    const speed_get_input_t port = {"usb"};
-    speed_get_output_t speed = {};
-    EXPECT_EQ(stat_speed_get(&port, &speed), 1);
-    EXPECT_EQ(speed.tx_speed, 9U);
-    EXPECT_EQ(speeds.stop().size(), 28U);
-    EXPECT_EQ(get_data_size(IO_OUTPUT, OP_RESET) + get_data_size(IO_INPUT, OP_END), 4U);
-    EXPECT_EQ(call_server_func(OP_END, &port, &speed), -1);
-}
-
-TEST_F(statistics_test, exchanges_that_break_off) {
-    accu_get_output_t output = {};
-    EXPECT_EQ(ask(output), "-1 Open server fifo failure\n"); // no server
-    {
-        scripted_server server(std::string(12, '\1'));
-        EXPECT_EQ(ask(output), "1 client read output error. ret:[12] != output_dsize:[20]\n");
-        EXPECT_TRUE(output.tx_bytes != 0 && output.tx_gbytes == 0);
-    }
-    mkfifo(server_pipe, 0666);
-    int pipe = open(server_pipe, O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    const std::string filling(65536, 'x');
-    EXPECT_EQ(write(pipe, filling.data(), filling.size()), 65536);
-    EXPECT_EQ(ask(output), "1 write_io_meta_data error. write size(-1) != sizeof io_meta_data_t(12)\n"
-                           "write meta data to server error\n");
-    close(pipe);
-    unlink(server_pipe);
-    // A reader that has gone raises no signal, and the handling of signals is as it was.
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+/// What a call writes to standard error, after its result.
+template <typename Call>
+std::string told(Call call) {
     testing::internal::CaptureStderr();
-    io_meta_data_t meta = {};
-    char bytes[7];
-    EXPECT_EQ(write(ends[1], "0123456789", 10), 10); // half a record
-    EXPECT_EQ(read_io_data(ends[0], 7, bytes) + read_io_data(ends[0], 7, bytes), 0);
-    EXPECT_EQ(write(ends[1], "x", 1), 1);
-    EXPECT_EQ(read_io_meta_data(ends[0], &meta), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "read_io_data error. read size(3) != dsize(7)\n"
-              "read_io_meta_data error. read size(1) != sizeof io_meta_data_t(12)\n");
-    close(ends[0]);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(write_io_data(ends[1], 3, "abc"), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "write_io_data error. write size(-1) != dsize(3)\n");
-    close(ends[1]);
-    EXPECT_EQ(write_io_data(-1, 3, "abc"), -1);
-    sigset_t blocked, pending;
-    sigprocmask(SIG_BLOCK, nullptr, &blocked);
-    sigpending(&pending);
-    EXPECT_FALSE(sigismember(&blocked, SIGPIPE) == 1 || sigismember(&pending, SIGPIPE) == 1);
+    const int result = call();
+    return std::to_string(result) + " " + testing::internal::GetCapturedStderr();
 }
 
-TEST_F(statistics_test, a_busy_lock_is_given_up_after_ten_tries) {
+/// The same when a block of memory that the call asks for is refused.
+template <typename Call>
+std::string refused(long block, Call call) {
+    return told([&] {
+        fault = {.is_armed = true, .first = block};
+        const int result = call();
+        return std::exchange(fault, {}).has_struck ? result : -9;
+    });
+}
+
+/// What is requested while a call is made and a server gives these answers. Signals interrupt each wait of the client.
+std::string requested(const strings &answers, const std::function<void()> &call) {
+    struct sigaction ignore = {}; // without SA_RESTART
+    ignore.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &ignore, nullptr);
     mkfifo(server_pipe, 0666);
     const int pipe = open(server_pipe, O_RDWR | O_CLOEXEC);
-    write_file(lock, "");
-    accu_get_output_t output = {};
-    EXPECT_EQ(ask(output), "-1 client " + std::to_string(getpid()) + " get lock fail!\n");
-    EXPECT_TRUE(exists(lock)); // its holder's to remove
-    unlink(lock);
+    const auto interrupt = [client = pthread_self()] {
+        for (int i = 0; i < 3; ++i) { usleep(2000), pthread_kill(client, SIGUSR1); }
+    };
+    std::string received;
+    std::thread server([&] {
+        for (const std::string &answer : answers) {
+            char bytes[200];
+            received.append(bytes, static_cast<std::size_t>(read(pipe, bytes, 12)));
+            received.append(bytes, static_cast<std::size_t>(read(pipe, bytes, static_cast<std::size_t>(bytes[8]))));
+            interrupt();
+            int out = -1;
+            for (int i = 0; i < 1000 && (out = open(own_pipe.c_str(), O_WRONLY | O_NONBLOCK)) < 0; ++i) { usleep(999); }
+            interrupt();
+            EXPECT_EQ(write(out, answer.data(), answer.size()), static_cast<ssize_t>(answer.size()));
+            close(out);
+        }
+    });
+    call();
+    server.join();
+    close(pipe);
+    unlink(server_pipe);
+    return received;
+}
+
+class statistics_test : public stage {
+protected:
+    void TearDown() override {
+        EXPECT_FALSE(exists(lock) || exists(own_pipe));
+        stage::TearDown();
+    }
+    static std::string ask() {
+        const speed_get_input_t input = {"usb"};
+        speed_get_output_t output = {};
+        return told([&] { return stat_speed_get(&input, &output); });
+    }
+    /// Makes the request of a transcript.
+    void play(const std::string &text) {
+        std::istringstream lines("== one\n" + text);
+        const auto all = read_transcripts(lines, "statistics");
+        const step &step = all[0].steps[0];
+        for (const fact &given : step.given) { arrange(given); }
+        payload sent(step);
+        strings done = perform(step, &sent.record);
+        done.push_back(sent.text());
+        put_last_in_order(done);
+        EXPECT_EQ(done, expected(step));
+    }
+};
+
+TEST_F(statistics_test, the_self_test_shows_the_answers_and_sends_these_bytes) {
+    EXPECT_EQ(told(stat_client_main),
+              "0 Open server fifo failure\nOpen server fifo failure\nOpen server fifo failure\n");
+    for (long block = 1; block <= 6; ++block) {
+        EXPECT_EQ(refused(block, stat_client_main), "0 Open server fifo failure\nOpen server fifo failure\n");
+    }
+    const std::uint32_t pid = static_cast<std::uint32_t>(getpid());
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(requested({numbers({1, 2, 4294967295U, 4, 5}), numbers({6}), numbers({7, 8})},
+                        [] {
+                            fault = {.is_armed = true};
+                            stat_client_main();
+                            EXPECT_EQ(std::exchange(fault, {}).block_count, 0);
+                        }),
+              numbers({1, pid, 108}) + padded("Accu Interface", 16) +
+                  numbers({0, 0, 0, 0, 1, 4, 113, 0, 0, 0, 0, 0, 0, 0, 0, 1, 5, 113, 0, 0, 0, 0, 0}) +
+                  numbers({0, pid, 16}) + padded("Reset Interface", 16) + numbers({2, pid, 16}) +
+                  padded("Speed Interface", 16));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "got output\nrx:[1] rx_g:[2] tx:[-1] tx_g:[4] \n"
+                                                      "got reset output ret:[6]\nspeed output\nrx:[7] tx:[8]\n");
+}
+
+TEST_F(statistics_test, requests_that_are_not_made_or_break_off) {
+    speed_get_output_t output = {};
+    const speed_get_input_t input = {"usb"};
+    EXPECT_EQ(told([&] {
+                  return call_server_func(OP_SPEED_GET, nullptr, &output) +
+                         call_server_func(OP_SPEED_GET, &input, nullptr) + call_server_func(OP_END, &input, &output);
+              }),
+              "-3 ");
+    EXPECT_EQ(get_data_size(IO_INPUT, OP_END) + get_data_size(IO_OUTPUT, OP_END), 0U);
+    mkfifo(server_pipe, 0666);
+    EXPECT_EQ(ask(), "-1 Open server fifo failure\n"); // nobody reads it
+    const int pipe = open(server_pipe, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_EQ(refused(1, [&] { return call_server_func(OP_SPEED_GET, &input, &output); }), "-1 ");
+    EXPECT_FALSE(exists(lock));
+    std::filesystem::create_symlink("/tmp/nowhere/pipe", own_pipe);
+    EXPECT_EQ(get_client_fifo(IO_INPUT, getpid()), -1);
+    EXPECT_EQ(ask(), "1 client read output error. ret:[-1] != output_dsize:[8]\n");
+    fcntl(pipe, F_SETPIPE_SZ, 4096);
+    const std::string filling(4096 - 28 - 12, 'x'); // beside the request; there is room for a header
+    EXPECT_EQ(write(pipe, filling.data(), filling.size()), static_cast<ssize_t>(filling.size()));
+    EXPECT_EQ(ask(), "1 write_io_data error. write size(-1) != dsize(16)\nwrite input data to server error\n");
+    EXPECT_EQ(ask(), "1 write_io_meta_data error. write size(-1) != sizeof io_meta_data_t(12)\n"
+                     "write meta data to server error\n");
     close(pipe);
     unlink(server_pipe);
 }
 
-TEST_F(statistics_test, every_client_gets_its_own_answer) {
-    const pid_t server = fork();
-    if (server == 0) { // answers with the process that asked
-        mkfifo(server_pipe, 0666);
-        const int pipe = open(server_pipe, O_RDWR);
-        for (io_meta_data_t meta; read_io_meta_data(pipe, &meta) == 1;) {
-            char payload[108];
-            read_io_data(pipe, meta.dsize, payload);
-            const accu_get_output_t output = {static_cast<std::uint32_t>(meta.cpid), 0, 0, 0, 0};
-            const int out = get_client_fifo(IO_OUTPUT, meta.cpid);
-            if (write(out, &output, sizeof(output)) < 0) { _exit(1); }
-            close(out);
-        }
-        _exit(1);
-    }
-    for (int i = 0; i < 500 && !exists(server_pipe); ++i) { usleep(10000); }
-    usleep(50000);
-    const auto descriptors = [] {
-        int count = 0;
-        for (int fd = 0; fd < 256; ++fd) { count += fcntl(fd, F_GETFD) >= 0 ? 1 : 0; }
-        return count;
+TEST_F(statistics_test, transfers) {
+    io_meta_data_t meta = {1, 2, 3};
+    char bytes[8] = {};
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    const auto nothing = [](int fd, io_meta_data_t *record, char *data) {
+        return write_io_meta_data(fd, record) + write_io_data(fd, 3, data) + read_io_meta_data(fd, record) +
+               read_io_data(fd, 3, data);
     };
-    std::array<pid_t, 20> clients;
-    for (pid_t &client : clients) {
-        client = fork();
-        if (client == 0) {
-            const int null = open("/dev/null", O_WRONLY);
-            dup2(null, STDERR_FILENO);
-            const int before = descriptors();
-            int answered = 0, foreign = 0;
-            for (int i = 0; i < 50; ++i) { // a client may find the lock busy ten times
-                accu_get_input_t input = {};
-                accu_get_output_t output = {};
-                if (stat_accu_get(&input, &output) == 1) {
-                    ++answered;
-                    foreign += output.rx_bytes != static_cast<std::uint32_t>(getpid()) ? 1 : 0;
-                }
-            }
-            _exit(foreign == 0 && answered >= 20 && descriptors() == before ? 0 : 1);
-        }
-    }
-    for (const pid_t client : clients) {
-        int status = -1;
-        waitpid(client, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
-    end(server);
-    unlink(server_pipe);
-    EXPECT_EQ(output_of("ls /tmp/stat_client_* 2> /dev/null | wc -l"), "0\n");
+    EXPECT_EQ(told([&] { return nothing(-1, &meta, bytes) * 10 + nothing(ends[0], nullptr, nullptr); }), "-44 ");
+    const int input = dup(0);
+    dup2(ends[1], 0); // descriptor 0 is one like all
+    EXPECT_EQ(told([&] { return write_io_meta_data(0, &meta) + write_io_data(0, 10, "0123456789"); }), "2 ");
+    dup2(ends[0], 0);
+    EXPECT_EQ(told([&] { return read_io_meta_data(0, &(meta = {})) + read_io_data(0, 7, bytes); }), "2 ");
+    EXPECT_EQ(bytes + numbers({1, 2, 3}), "0123456" + std::string(reinterpret_cast<const char *>(&meta), sizeof(meta)));
+    EXPECT_EQ(told([&] { return read_io_data(0, 2, bytes) + read_io_meta_data(0, &meta) + read_io_data(0, 7, bytes); }),
+              "-1 read_io_meta_data error. read size(1) != sizeof io_meta_data_t(12)\n"
+              "read_io_data error. read size(-1) != dsize(7)\n");
+    close(0);
+    EXPECT_EQ(enter_lock(), 1); // with descriptor 0
+    exit_lock();
+    EXPECT_EQ(fcntl(0, F_GETFD), -1);
+    dup2(input, 0);
+    close(input);
+    exit_lock(); // none is held
+    EXPECT_NE(fcntl(0, F_GETFD), -1);
+    // The reader goes: no signal, whether it is blocked or not; one that waited before still waits.
+    close(ends[0]);
+    sigset_t pipe_signal, before, pending;
+    sigemptyset(&pipe_signal);
+    sigaddset(&pipe_signal, SIGPIPE);
+    const auto lost = [&] {
+        EXPECT_EQ(told([&] { return write_io_data(ends[1], 3, "abc"); }),
+                  "-1 write_io_data error. write size(-1) != dsize(3)\n");
+        return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+    };
+    lost();
+    sigprocmask(SIG_BLOCK, &pipe_signal, &before);
+    EXPECT_FALSE(sigismember(&before, SIGPIPE) == 1 || lost());
+    raise(SIGPIPE);
+    EXPECT_TRUE(lost() && sigwaitinfo(&pipe_signal, nullptr) == SIGPIPE);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    close(ends[1]);
+    mkfifo(own_pipe.c_str(), 0600);
+    const int reader = open(own_pipe.c_str(), O_RDONLY | O_NONBLOCK), writer = get_client_fifo(IO_OUTPUT, getpid());
+    EXPECT_EQ((fcntl(writer, F_GETFL) & O_ACCMODE) + fcntl(writer, F_GETFD) * 10, O_WRONLY + FD_CLOEXEC * 10);
+    close(writer);
+    errno = EINTR; // of an earlier call: the end of the pipe is no interruption
+    EXPECT_EQ(told([&] { return read_io_data(reader, 3, bytes); }),
+              "-1 read_io_data error. read size(0) != dsize(3)\n");
+    close(reader);
+    remove_client_fifo();
 }
 
-TEST_F(statistics_test, servers_and_clients_that_go_away_and_signals_that_come) {
-    struct sigaction ignore = {}, before = {};
-    ignore.sa_handler = [](int) {};
-    sigaction(SIGALRM, &ignore, &before); // without SA_RESTART: every call that waits is interrupted
-    const itimerval often = {{0, 20000}, {0, 20000}}, never = {};
-    setitimer(ITIMER_REAL, &often, nullptr);
-    accu_get_output_t output = {};
-    mkfifo(server_pipe, 0666);
-    write_file(lock, "");
-    int pipe = open(server_pipe, O_RDWR | O_CLOEXEC);
-    std::thread leaving([&] { // the server ends while the client, which has its pipe open, waits for the lock
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        close(pipe);
-        unlink(lock);
-    });
-    EXPECT_EQ(ask(output), "1 write_io_meta_data error. write size(-1) != sizeof io_meta_data_t(12)\n"
-                           "write meta data to server error\n");
-    leaving.join();
-    unlink(server_pipe);
-    {
-        const real_server server;
-        write_file("/sim/stat_server", "late");
-        EXPECT_EQ(ask(output), "1 ");
-        write_file("/sim/stat_server", "none");
-        const pid_t client = fork();
-        if (client == 0) {
-            stat_client_main();
-            _exit(0);
-        }
-        for (int i = 0; i < 100 && !exists("/tmp/stat_client_" + std::to_string(client) + "_fifo"); ++i) {
-            usleep(20000);
-        }
-        end(client); // it dies with the lock
-        EXPECT_TRUE(exists(lock));
-        output_of("rm -f /tmp/.sflck /tmp/stat_client_*");
-        write_file("/sim/stat_server", "short");
-        EXPECT_EQ(ask(output), "1 client read output error. ret:[10] != output_dsize:[20]\n");
-        unlink("/sim/stat_server");
-        EXPECT_EQ(ask(output), "1 ");
+TEST_F(statistics_test, a_busy_lock_is_given_up_after_ten_tries_and_left_in_place) {
+    std::string busy;
+    for (int i = 0; i < 10; ++i) { busy += "waits 500\n"; }
+    busy += "stderr client " + std::to_string(getpid()) + " get lock fail!\\n\n";
+    const std::string wan = "$ /usr/app/get_wan_interface.sh\n";
+    play("server\nfile /tmp/.sflck held\nget statistics <s/>\n" + wan + wan + busy + busy + "-> <s/>");
+    unlink(lock);
+    for (plan.first = 1; plan.first <= 3; ++plan.first) { play("get statistics <s/>\nresult post-get -1\n-> <s/>"); }
+}
+
+TEST_F(statistics_test, results) {
+    strings lines;
+    recorded = &lines;
+    const tree page = parse("<s><LanStatistics/></s>");
+    statistics_t record = {};
+    const auto all = [&] { // a digit each
+        return wan_stat_get(page.get(), &record) + wan_accu_get(page.get(), &record) * 10 +
+               lan_stat_get(page.get(), &record) * 100 + wlan_stat_get(page.get(), &record) * 1000;
+    };
+    EXPECT_EQ(told(all).substr(0, 4), "-11 ");
+    write_file("/tmp/wan_ifc", "eth0");
+    EXPECT_EQ(told(all).substr(0, 3), "10 ");
+    lines.reserve(20);
+    int asks_nothing = 0; // without any of its four records
+    for (long block = 1; block <= 10; ++block) {
+        asks_nothing += refused(block, [&] { return wan_accu_get(page.get(), nullptr); }) == "1 " ? 1 : 0;
     }
-    setitimer(ITIMER_REAL, &never, nullptr);
-    sigaction(SIGALRM, &before, nullptr);
-    alarm(60);
-}
-
-TEST_F(statistics_test, the_servers_history_and_the_self_test) {
-    const auto sent = [](accu_type_t type) {
-        accu_get_input_t input = {};
-        std::strcpy(input.interface, "ccinet0");
-        input.accu_type = type;
-        get_start_end_date(&input.start_date, &input.end_date);
-        accu_get_output_t output = {};
-        EXPECT_EQ(stat_accu_get(&input, &output), 1);
-        return output.tx_bytes;
-    };
-    std::uint32_t before = 0;
-    {
-        const real_server server;
-        before = sent(ST_ACCU);
-        EXPECT_GT(before, 0U);
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(stat_client_main(), 0);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "got output\nrx:[0] rx_g:[0] tx:[0] tx_g:[0] \n"
-                                                          "got reset output ret:[0]\nspeed output\nrx:[0] tx:[0]\n");
+    EXPECT_EQ(asks_nothing, 4);
+    for (long block = 1; block <= 2; ++block) {
+        EXPECT_EQ(refused(block, [&] { return statistics_get("usb", &record); }), "1 ");
     }
-    output_of("/sim/traffic 10");
-    const real_server again;
-    EXPECT_GE(sent(ST_ACCU), before + 1000);
-    const std::uint32_t current = sent(ST_CURRENT);
-    const reset_input_t input = {"ccinet0"};
-    reset_output_t output = {7};
-    EXPECT_EQ(stat_reset(&input, &output) + output.ret, 1);
-    EXPECT_LT(sent(ST_CURRENT), current);
-    EXPECT_GE(sent(ST_ACCU), before + 1000); // what was, stays
+    recorded = nullptr;
+    EXPECT_EQ(stat_xml_get(page.get(), nullptr, "LanStatistics") + stat_xml_get(page.get(), &record, nullptr), 2);
+    EXPECT_EQ(told([&] { return statistics_get(nullptr, &record) + statistics_get("usb", nullptr); }), "2 ");
+    stat_time_t date = {};
+    get_start_end_date(&date, nullptr);
+    get_start_end_date(nullptr, &date);
+    EXPECT_EQ(date.tm_year, 0);
 }
 
-TEST_F(statistics_test, the_document_from_the_kernel_and_the_server) {
-    const real_server server;
-    set_setting("wan", "proto", "cellular");
-    const std::string page =
-        "<s><WanStatistics><errors/><x/><tx/></WanStatistics><LanStatistics><errors/><rx/><rx_dropped/>"
-        "</LanStatistics><WlanStatistics/><WanStatisticsAccu><tx_speed/><rx_bytes/></WanStatisticsAccu></s>";
-    const std::string before = output_of("cat /sys/class/net/ccinet0/statistics/tx_packets");
-    const std::string first = get("statistics", page);
-    EXPECT_EQ(calls(), (strings{"/usr/app/get_wan_interface.sh", "/usr/app/get_wan_interface.sh"}));
-    EXPECT_EQ(text_of(first, "tx") + "\n", before);
-    EXPECT_NE(first.find("<WanStatistics><x /><tx>"), std::string::npos);
-    EXPECT_NE(first.find("<LanStatistics><rx_dropped /><rx>"), std::string::npos);
-    EXPECT_NE(first.find("<WlanStatistics /><WanStatisticsAccu><rx_bytes>"), std::string::npos);
-    const auto sent = [] {
-        return std::stol(text_of(get("statistics", "<s><WanStatistics><tx_bytes/></WanStatistics></s>"), "tx_bytes"));
-    };
-    const long bytes = sent();
-    output_of("/sim/traffic 10");
-    EXPECT_GE(sent(), bytes + 1000);
-    output_of("rm /tmp/wan_ifc; : > /sim/fail/get_wan_interface.sh");
-    EXPECT_EQ(get("statistics",
-                  "<s><WanStatistics><tx/></WanStatistics><WanStatisticsAccu><rx_bytes/></WanStatisticsAccu></s>"),
-              "<s><WanStatistics><tx /></WanStatistics><WanStatisticsAccu><rx_bytes /></WanStatisticsAccu></s>");
+/// Makes an interface whose counters are files, each with the number and a digit of its own. Gives its name.
+std::string made(const std::string &name, const std::string &number, const char *state = nullptr) {
+    const std::string folder = "/tmp/net/" + name;
+    std::filesystem::create_directories(folder + "/statistics");
+    if (state != nullptr) { write_file(folder + "/operstate", state); }
+    strings counters = {"rx_packets", "rx_dropped", "rx_errors", "tx_packets", "tx_dropped", "tx_errors", "collisions"};
+    for (std::size_t i = 0; i < counters.size(); ++i) {
+        write_file(folder + "/statistics/" + counters[i], number + std::to_string(i + 1));
+    }
+    return "../../.." + folder;
 }
 
-TEST_F(statistics_test, groups_are_filled_in_their_order) {
-    const statistics_t record = {{1, 2}, {4294967295U, 4, 5}, 6, 7, 8, 9, 10};
-    const auto filled = [&](const std::string &group) {
-        const std::string all =
-            "<errors/><tx_bytes/><rx_bytes/><tx_giga_bytes/><rx_giga_bytes/><tx_dropped/><tx_collisions/>"
-            "<rx_dropped/><tx/><rx/>";
-        const tree page = parse("<s><" + group + ">" + all + "</" + group + "></s>");
-        EXPECT_EQ(stat_xml_get(page.get(), &record, group.c_str()), 1);
-        return serialise(mxmlGetFirstChild(page.get()));
-    };
-    const std::string rest = "<rx_giga_bytes>7</rx_giga_bytes><tx_giga_bytes>9</tx_giga_bytes><rx_bytes>8</rx_bytes>"
-                             "<tx_bytes>10</tx_bytes><errors>6</errors></";
-    EXPECT_EQ(filled("WlanStatistics"),
-              "<WlanStatistics><rx>1</rx><tx>-1</tx><rx_dropped>2</rx_dropped><tx_collisions>5"
-              "</tx_collisions><tx_dropped>4</tx_dropped>" +
-                  rest + "WlanStatistics>");
-    EXPECT_EQ(filled("LanStatistics"),
-              "<LanStatistics><tx_dropped /><tx_collisions /><rx_dropped /><rx>1</rx><tx>-1</tx>" + rest +
-                  "LanStatistics>");
+std::vector<int> fields(const statistics_t &record) {
+    std::vector<int> all(sizeof(record) / 4);
+    return std::memcpy(all.data(), &record, sizeof(record)), all;
 }
 
 TEST_F(statistics_test, virtual_access_points_are_summed) {
-    output_of("for i in 0 2 3; do ip link add wifiap$i type veth peer name peer$i; ip link set peer$i up; ip link set "
-              "wifiap$i up; done;"
-              "ip link set wifiap3 down; ip link add wifi type veth peer name wifipeer; sleep 0.3");
-    const auto sum = [] {
-        return std::stoul(output_of("cd /sys/class/net; echo $(($(cat wifiap0/statistics/tx_packets) + $(cat "
-                                    "wifiap2/statistics/tx_packets)))"));
-    };
-    statistics_t record = {};
-    const unsigned long before = sum(); // the kernel sends when it likes
-    EXPECT_EQ(statistics_get_mbss("wifi", &record), 0);
-    EXPECT_TRUE(before > 0 && before <= record.tx.sent && record.tx.sent <= sum()) << record.tx.sent;
-    output_of("for i in ap0 ap2 ap3 ''; do ip link del wifi$i; done");
-    const std::uint32_t known = record.tx.sent;
-    testing::internal::CaptureStderr();
-    statistics_get(std::string(90, 'w').c_str(), &record); // no such counters: the record keeps what it has
-    statistics_get("wifi", &record);
-    EXPECT_EQ(record.tx.sent, known);
-    testing::internal::GetCapturedStderr();
+    const std::string wifi = made("wifi", "9");
+    made("wifiap0", "1", "up\n");
+    made("wifiap1", "200", "down\n");
+    made("wifiap2", "10", "\n");
+    made("wifiap3", "200", "a.lower.layer..down"); // of 19 characters
+    made("wifiap5", "200");
+    made("wifiap6", "100", "a.lower.layer...down"); // too long to be read whole
+    std::filesystem::remove_all("/tmp/net/wifiap6/statistics/tx_errors");
+    made("wifiap7", "1000", "unknown\n");
+    made("wifiap8", "20000", "up\n");
+    statistics_t record = {{1, 2}, {3, 4, 5}, 6, 7, 8, 9, 10};
+    EXPECT_EQ(statistics_get_mbss(wifi.c_str(), &record), 0);
+    EXPECT_EQ(fields(record), (std::vector<int>{91, 92, 11129, 11134, 11143, 10221, 7, 8, 9, 10}));
     testing::internal::CaptureStdout();
-    EXPECT_EQ(statistics_get_mbss(nullptr, &record), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "pointer is NULL \n");
+    EXPECT_EQ(statistics_get_mbss(nullptr, &record) + statistics_get_mbss("", nullptr), -2);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "pointer is NULL \npointer is NULL \n");
+}
+
+TEST_F(statistics_test, a_counter_without_a_file_stays_and_long_names_are_cut) {
+    statistics_t record = {{1, 2}, {3, 4, 5}, 6, 7, 8, 9, 10};
+    std::filesystem::create_directories("/tmp/net/empty/statistics");
+    write_file("/tmp/net/empty/statistics/rx_packets", "");
+    write_file("/tmp/net/empty/statistics/rx_dropped", "x");
+    const std::string sent = requested({numbers({11, 12, 13, 14, 15})},
+                                       [&] { EXPECT_EQ(statistics_get("../../../tmp/net/empty", &record), 1); });
+    EXPECT_EQ(fields(record), (std::vector<int>{1, 2, 3, 4, 5, 6, 12, 11, 14, 13}));
+    EXPECT_EQ(sent.substr(12, 17), padded("../../../tmp/ne", 17));
+    for (const std::size_t length : {45U, 46U}) { // the longest path that fits, and one more
+        const std::string name(length, 'x'), interface = made(name, std::to_string(length));
+        write_file("/tmp/net/" + name + "/statistics/collision", "8");
+        told([&] { return statistics_get(interface.c_str(), &record); });
+        EXPECT_EQ(record.tx.collisions, 457);
+    }
 }
 
 TEST_F(statistics_test, billing_periods) {
     const struct {
-        const char *today, *start_day, *period;
-    } cases[] = {
-        {"2026-03-20", "15", "15.3.2026-20.3.2026"},  {"2026-03-10", "15", "15.2.2026-10.3.2026"},
-        {"2026-01-05", "15", "15.12.2025-5.1.2026"},  {"2026-04-30", "31", "31.3.2026-30.4.2026"},
-        {"2026-03-01", "31", "31.2.2026-1.3.2026"},   {"2028-02-29", "29", "29.2.2028-29.2.2028"},
-        {"2026-12-31", "1", "1.12.2026-31.12.2026"},  {"2026-05-05", "0", "0.5.2026-5.5.2026"},
-        {"2026-05-05", "x", "0.5.2026-5.5.2026"},     {"2026-05-05", "-1", "-1.4.2026-5.5.2026"},
-        {"2026-05-05", nullptr, "1.5.2026-5.5.2026"},
-    };
+        int day, month;
+        const char *setting;
+        int first_day, first_month;
+    } cases[] = {{31, 0, nullptr, 1, 0}, {10, 2, "15", 15, 1}, {15, 1, "15", 15, 1}, {1, 2, "31", 31, 1},
+                 {31, 11, "1", 1, 11},   {5, 4, "0", 0, 4},    {5, 4, "x", 0, 4},    {5, 4, "-1", -1, 3}};
     for (const auto &c : cases) {
-        std::tm date = {};
-        strptime(c.today, "%Y-%m-%d", &date);
-        date.tm_hour = 12;
+        std::tm date = {.tm_mday = c.day, .tm_mon = c.month, .tm_year = 126};
         clock_setting = std::mktime(&date);
-        output_of("cfgdb_cmd set statistics other x; rm -f /userfs/cfgdb/settings.db");
-        if (c.start_day != nullptr) { set_setting("statistics", "StatisticsStartDay", c.start_day); }
+        if (c.setting != nullptr) { set_setting("statistics", "StatisticsStartDay", c.setting); }
         stat_time_t start = {}, end = {};
         get_start_end_date(&start, &end);
-        const auto text = [](const stat_time_t &t) {
-            return std::to_string(t.tm_mday) + "." + std::to_string(t.tm_mon + 1) + "." +
-                   std::to_string(t.tm_year + 1900);
-        };
-        EXPECT_EQ(text(start) + "-" + text(end), c.period);
+        EXPECT_EQ((std::vector{start.tm_mday, start.tm_mon, start.tm_year, end.tm_mday, end.tm_mon, end.tm_year}),
+                  (std::vector{c.first_day, c.first_month, 126, c.day, c.month, 126}));
     }
-    setting("wan", "proto");
+}
+
+TEST_F(statistics_test, the_development_server_keeps_its_history) {
+    std::uint32_t total = 0;
+    for (const std::uint32_t traffic : {0U, 10U}) { // the server starts anew
+        output_of("/sim/traffic " + std::to_string(traffic));
+        const pid_t server = fork();
+        if (server == 0) { _exit(execlp("stat_server", "stat_server", "/tmp/traffic.db", nullptr)); }
+        int pipe = -1;
+        for (int i = 0; i < 5000 && (pipe = open(server_pipe, O_WRONLY | O_NONBLOCK)) < 0; ++i) { usleep(1000); }
+        close(pipe);
+        const auto sent = [](accu_type_t type) {
+            accu_get_input_t input = {"ccinet0", type, {}, {}};
+            get_start_end_date(&input.start_date, &input.end_date);
+            accu_get_output_t output = {};
+            return stat_accu_get(&input, &output) == 1 ? output.tx_bytes : 0;
+        };
+        EXPECT_GE(sent(ST_ACCU), total + traffic * 100);
+        total = sent(ST_ACCU);
+        const std::uint32_t current = sent(ST_CURRENT);
+        const reset_input_t input = {"ccinet0"};
+        reset_output_t output = {7};
+        EXPECT_EQ(stat_reset(&input, &output) + output.ret, 1);
+        EXPECT_TRUE(sent(ST_CURRENT) < current && sent(ST_ACCU) >= total);
+        kill(server, SIGKILL);
+        waitpid(server, nullptr, 0);
+        unlink(server_pipe);
+    }
 }
 
 } // namespace

@@ -33,20 +33,6 @@ TEST_F(store_test, values_and_integers) {
     }
 }
 
-TEST_F(store_test, match_ignores_case_and_leaves_no_handle) {
-    set_setting("wan", "proto", "Static");
-    for (int i = 0; i < 300; ++i) {
-        ASSERT_EQ(cfgdb_match__("wan", nullptr, "proto", "STATIC"), 1);
-        ASSERT_EQ(cfgdb_match__("wan", nullptr, "proto", "stati"), 0);
-    }
-    EXPECT_EQ(cfgdb_match__("wan", nullptr, "absent", ""), 0);
-    EXPECT_EQ(cfgdb_match__("wan", nullptr, nullptr, "static"), 0);
-    output_of("mv /userfs/cfgdb /userfs/away");
-    EXPECT_EQ(cfgdb_match__("wan", nullptr, "proto", "static"), 0); // cannot be opened
-    output_of("mv /userfs/away /userfs/cfgdb");
-    EXPECT_EQ(cfgdb_match__("wan", nullptr, "proto", "static"), 1);
-}
-
 TEST_F(store_test, what_a_handle_sets_is_there_for_others_once_it_is_closed) {
     set_setting("wan", "a", "old");
     const pid_t child = fork();

@@ -54,7 +54,6 @@ _tarrow() {
                 tr ' ' '\n' | grep '^[a-z0-9]*$' | grep -vx "${COMP_WORDS[2]}")" --help"
             ;;
         sim:4) if [ "${COMP_WORDS[2]}" = cable ]; then words="pull plug"; fi ;;
-        fuzz:3) words=$(ls "$top/fuzz/corpus") ;;
         syscalls:2) words=--calls ;;
         bench:2) words=--benchmark_filter= ;;
         valgrind:2 | coverage:2) words=--gtest_filter= ;;

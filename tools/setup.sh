@@ -60,7 +60,7 @@ make_preset() {
 }
 
 # A build knows its folder by name: one that was moved or copied with the project would write to the old place.
-# What the fuzz programs have found is kept.
+# What the fuzz program has found is kept.
 forget_moved() {
     local cache
     for cache in build/*/CMakeCache.txt; do

@@ -16,6 +16,10 @@ namespace testing_device {
 
 using strings = std::vector<std::string>;
 
+/// Where requests leave files: emptied before each test.
+inline constexpr const char *state_folders[] = {"/tmp/", "/userfs/", "/data/", "/mnt/external_sdcard/"};
+inline constexpr char mass_storage[] = "/sys/devices/platform/usb_mass_storage/lun1/file";
+
 struct delete_tree {
     void operator()(mxml_node_t *node) const { mxmlDelete(node); }
 };
@@ -30,8 +34,6 @@ std::string text_of(const std::string &xml, const char *element);
 void write_file(const std::string &path, const std::string &content);
 std::string read_file(const std::string &path);
 bool exists(const std::string &path);
-/// The files below /tmp, but for those in folders that a test has made.
-strings state_files();
 
 void set_setting(const char *module, const char *key, const std::string &value);
 /// The value, or "(absent)".
@@ -81,6 +83,8 @@ protected:
     strings calls();
     /// The messages in the system log since the last look, as "<priority>text".
     strings log();
+    /// The same as "<priority>identity: text".
+    strings log_with_identity();
     /// The identity that the last message looked at was logged under.
     [[nodiscard]] const std::string &log_identity() const { return identity_; }
     /// What the serial console has received since the last look.

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -25,8 +24,9 @@ void REAL(free)(void *block) noexcept;
 
 namespace testing_device {
 
-memory_fault fault;
-std::jmp_buf process_end;
+thread_local memory_fault fault;
+std::jmp_buf *process_end = nullptr;
+int end_status = 0;
 
 namespace {
 
@@ -34,9 +34,16 @@ std::array<void *, 100000> blocks;
 void *last_attribute = nullptr; // the block, while no other was asked for after it
 void *lost_attribute = nullptr;
 
-[[gnu::noinline]] bool is_refused() {
-    if (!fault.is_armed || ++fault.seen < fault.first || (fault.seen > fault.first && !fault.is_lasting) ||
-        fault.first == 0) {
+/// Whether code of a library calls.
+bool is_from(const void *caller, const char *library) {
+    Dl_info code = {};
+    return dladdr(caller, &code) != 0 && std::strstr(code.dli_fname, library) != nullptr;
+}
+
+/// The engine of the settings store keeps blocks for later, and is not refused any: the store itself is.
+[[gnu::noinline]] bool is_refused(const void *caller) {
+    if (!fault.is_armed || is_from(caller, "/libsqlite3.") || ++fault.seen < fault.first ||
+        (fault.seen > fault.first && !fault.is_lasting) || fault.first == 0) {
         return false;
     }
     lost_attribute = fault.has_struck ? lost_attribute : last_attribute;
@@ -46,13 +53,9 @@ void *lost_attribute = nullptr;
 }
 
 [[gnu::noinline]] void *remember(void *block, std::size_t size, const void *caller) {
-    if (!fault.is_armed || block == nullptr) { return block; }
-    Dl_info code = {};
-    dladdr(caller, &code);
-    const bool is_engine = std::strstr(code.dli_fname, "/libsqlite3.") != nullptr; // it keeps blocks for later
-    if (!is_engine) { blocks[static_cast<std::size_t>(fault.block_count++)] = block; }
-    const bool is_attribute = size == 2 * sizeof(char *) && std::strstr(code.dli_fname, "/libmxml.") != nullptr;
-    last_attribute = is_attribute ? block : nullptr;
+    if (!fault.is_armed || block == nullptr || is_from(caller, "/libsqlite3.")) { return block; }
+    blocks[static_cast<std::size_t>(fault.block_count++)] = block;
+    last_attribute = size == 2 * sizeof(char *) && is_from(caller, "/libmxml.") ? block : nullptr;
     return block;
 }
 
@@ -68,6 +71,10 @@ void *lost_attribute = nullptr;
 
 } // namespace
 
+void free_counted_blocks() {
+    while (fault.block_count > 0) { REAL(free)(blocks[static_cast<std::size_t>(--fault.block_count)]); }
+}
+
 void free_lost_attribute() {
     if (lost_attribute != nullptr && forget(lost_attribute)) { REAL(free)(lost_attribute); }
     lost_attribute = nullptr;
@@ -80,16 +87,19 @@ using namespace testing_device;
 extern "C" { // most calls pass on with no frame of their own: a test runs on a small stack
 void *malloc(std::size_t size) {
     if (!fault.is_armed) { return REAL(malloc)(size); }
-    return is_refused() ? nullptr : remember(REAL(malloc)(size), size, __builtin_return_address(0));
+    const void *caller = __builtin_return_address(0);
+    return is_refused(caller) ? nullptr : remember(REAL(malloc)(size), size, caller);
 }
 void *calloc(std::size_t count, std::size_t size) {
     if (!fault.is_armed) { return REAL(calloc)(count, size); }
-    return is_refused() ? nullptr : remember(REAL(calloc)(count, size), 0, __builtin_return_address(0));
+    const void *caller = __builtin_return_address(0);
+    return is_refused(caller) ? nullptr : remember(REAL(calloc)(count, size), 0, caller);
 }
 void *realloc(void *old, std::size_t size) {
-    if (is_refused()) { return nullptr; }
+    const void *caller = __builtin_return_address(0);
+    if (is_refused(caller)) { return nullptr; }
     forget(old);
-    return remember(REAL(realloc)(old, size), 0, __builtin_return_address(0));
+    return remember(REAL(realloc)(old, size), 0, caller);
 }
 void free(void *block) {
     if (fault.block_count > 0) { forget(block); }
@@ -102,13 +112,9 @@ char *strdup(const char *text) {
 }
 #endif
 void exit(int status) {
-    if (fault.is_armed) { std::longjmp(process_end, 1); }
+    end_status = status;
+    if (process_end != nullptr) { std::longjmp(*process_end, 1); }
     std::fflush(nullptr);
     _exit(status);
-}
-int nanosleep(const timespec *time, timespec *left) { // an operation under the fault does not wait
-    const int error = fault.is_armed ? 0 : clock_nanosleep(CLOCK_REALTIME, 0, time, left);
-    errno = error != 0 ? error : errno;
-    return error != 0 ? -1 : 0;
 }
 }

@@ -13,10 +13,14 @@ struct memory_fault {
     long first = 0, seen = 0; // the allocation that is refused, and how many were asked for while armed
     long block_count = 0;     // blocks allocated while armed, and not freed since
 };
-extern memory_fault fault;
+extern thread_local memory_fault fault;
 
-/// Where an operation goes on that ends the process while the fault is armed.
-extern std::jmp_buf process_end;
+/// Where an operation goes on that ends the process, unless null.
+extern std::jmp_buf *process_end;
+extern int end_status; // that it gave
+
+/// Frees all blocks that are counted, as the end of a process does.
+void free_counted_blocks();
 
 /// Frees the one block that libmxml itself loses: the room for an element's first attribute, when there is
 /// none for the attribute's name. No caller can reach it or foresee it.

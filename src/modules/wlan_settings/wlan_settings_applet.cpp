@@ -49,12 +49,10 @@ int wlan_get(int /*flags*/, dc_args_t *dc) {
 
 int wlan_xml_get(mxml_node_t *root) {
     const tarrow::heap_string stored = tarrow::read_setting(module_name, "channel");
-    std::array<char, channel_size> channel = {};
     if (stored) {
+        std::array<char, channel_size> channel = {};
         std::strncpy(channel.data(), stored.get(), channel.size() - 1);
-    }
-    find_channel(channel.data());
-    if (stored) {
+        find_channel(channel.data());
         tarrow::add_text(tarrow::find_child(root, "channel"), channel.data());
     }
     return 1;
