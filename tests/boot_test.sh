@@ -47,7 +47,7 @@ if [ "$(id -u)" = 0 ] && command -v setpriv > /dev/null; then
 fi
 tool() { "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; "$@"' - "$@"; }
 for signal in INT QUIT TERM HUP; do
-    env --default-signal=INT,QUIT "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' &
+    env -u TARROW_GROUP --default-signal=INT,QUIT "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' &
     until pgrep -xf 'sleep 4711' > /dev/null; do sleep 0.1; done
     sleep 0.5
     kill -$signal $!

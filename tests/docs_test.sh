@@ -13,8 +13,8 @@ literals() {
            for (i = 1; i <= n; i++)
                if (i % 2 == 0) { gsub(/\001/, "\"", part[i]); print part[i] } else if (part[i] ~ /\/\//) break }' "$@"
 }
-# The code of a page: its code spans, a line each, and the lines of its code blocks, which may end in a note.
-quoted() { awk '/^    / { print; next } { n = split($0, part, "`"); for (i = 2; i <= n; i += 2) print part[i] }' "$1"; }
+# The code of a page: its code spans, a line each, and the lines of its code blocks, which may end in a note; examples are run by themselves.
+quoted() { awk '/^```/ { skip = !skip; next } skip { next } /^    / { print; next } { n = split($0, part, "`"); for (i = 2; i <= n; i += 2) print part[i] }' "$1"; }
 words() { sed -E 's,</|/>, ,g' | grep -oE '[%/A-Za-z0-9_.-]+' | grep '[A-Za-z]' | grep -vx '%[sd]' | sort -u; }
 # The handlers and scripts of a module, as the index of the pages names them.
 row() {

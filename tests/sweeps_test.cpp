@@ -28,7 +28,9 @@ texts values_of(const std::string &line) {
     return values;
 }
 
-bool is_refusal(const std::string &line) { return line.starts_with("result ") && line.find(" -") != std::string::npos; }
+bool is_refusal(const std::string &line) {
+    return line == "refused" || (line.starts_with("result ") && line.find(" -") != std::string::npos);
+}
 
 /// What a line tells of: the words of a command, each with its place and the program; a file; a setting.
 texts parts_of(const std::string &line) {
@@ -136,7 +138,7 @@ private:
 class memory : public sweep {
     using sweep::sweep;
     void TestBody() override {
-        each_request("get set getlist call", [&](const transcript &told, std::size_t request) {
+        each_request("get set refused getlist call", [&](const transcript &told, std::size_t request) {
             for (const bool is_lasting : {false, true}) {
                 fault.has_struck = true;
                 for (long n = 1; fault.has_struck && !HasFailure(); ++n) {
@@ -160,9 +162,9 @@ class memory : public sweep {
                 const auto same = after.lower_bound(value); // or with something behind it
                 EXPECT_TRUE(same != after.end() && same->starts_with(value)) << value << " is lost";
             }
-            for (const std::string &value : step.request.word != "set" && fault.has_struck ? after : texts()) {
+            for (const std::string &value : !is_post(step.request.word) && fault.has_struck ? after : texts()) {
                 const std::string text = value.substr(value.find('=') + 1);
-                EXPECT_TRUE(text.empty() || text.find_first_not_of("0123456789.") == std::string::npos ||
+                EXPECT_TRUE(text.empty() || text.find_first_not_of("-0123456789.") == std::string::npos ||
                             known_.values.count(value) == 1 || known_.held.find(text) != std::string::npos)
                     << value;
             }
@@ -198,7 +200,7 @@ class posted : public sweep {
         std::istringstream parts(list);
         for (std::string text; parts >> text;) { hostile.push_back(unescape(text)); }
         texts seen; // pages, by the elements that they have
-        each_request("set", [&](const transcript &told, std::size_t request) {
+        each_request("set refused", [&](const transcript &told, std::size_t request) {
             std::string kind;
             const payload as_told(told.steps[request]);
             for (mxml_node_t *leaf : leaves_of(as_told)) { kind += mxmlGetElement(leaf) + std::string(" "); }

@@ -207,7 +207,8 @@ std::string asked(const io_meta_data_t &meta, const accu_get_input_t &input) {
     constexpr const char *operations[] = {"reset", "accu_get", "speed_get"};
     constexpr const char *fields[] = {"sec",  "min",  "hour",  "mday",   "mon", "year",
                                       "wday", "yday", "isdst", "gmtoff", "zone"};
-    std::string text = operations[meta.op % 3] + std::string(" ") + std::string(input.interface, 16).c_str();
+    std::string text =
+        operations[meta.op % 3] + std::string(" ") + std::string(input.interface, strnlen(input.interface, 16));
     for (int i = 0; meta.op == OP_ACCU_GET && i < 23; ++i) {
         const std::string date = i < 12 ? "start." : "end.";
         const int value = (&input.accu_type)[i];
@@ -257,9 +258,11 @@ std::string unescape(const std::string &raw) {
     return text;
 }
 
+bool is_post(const std::string &word) { return is_one_of(word, " set refused pre-set post-set "); }
+
 std::string take_word(std::string &text) {
     const std::size_t end = std::min(text.find(' '), text.size());
-    const std::string word = text.substr(0, end);
+    std::string word = text.substr(0, end);
     text.erase(0, end + 1);
     return word;
 }
@@ -269,9 +272,12 @@ std::vector<transcript> read_transcripts(std::istream &text, const std::string &
     std::vector<fact> *place = nullptr; // of the last line
     fact *last = nullptr;               // which a line of four blanks goes on with
     int number = 0;
+    const bool is_page = fs::path(path).extension() == ".md"; // whose transcripts are blocks
+    bool is_read = !is_page;
     for (std::string line; std::getline(text, line);) {
         ++number;
-        if (line.empty() || line.rfind("# ", 0) == 0) { continue; }
+        if (is_page && line.rfind("```", 0) == 0) { is_read = line == "```transcript"; }
+        if (!is_read || line.empty() || line.rfind("# ", 0) == 0 || line.rfind("```", 0) == 0) { continue; }
         if (line.rfind("== ", 0) == 0) {
             all.push_back({fs::path(path).stem(), line.substr(3), path, number, std::vector<step>(1)});
             place = nullptr;
@@ -295,7 +301,8 @@ std::vector<transcript> read_transcripts(std::istream &text, const std::string &
         }
         std::vector<step> &steps = all.back().steps;
         const bool is_given = is_one_of(read.word, " setting file folder link without clock zone server do ");
-        const bool is_request = is_one_of(read.word, " get set getlist call pre-get post-get pre-set post-set ");
+        const bool is_request =
+            is_one_of(read.word, " get set refused getlist call pre-get post-get pre-set post-set ");
         if ((is_request || is_given) && !steps.back().request.word.empty()) { steps.emplace_back(); }
         place = is_given ? &steps.back().given : &steps.back().outcome;
         if (is_request) {
@@ -313,10 +320,12 @@ std::vector<transcript> read_transcripts(std::istream &text, const std::string &
 const std::vector<transcript> &corpus() {
     static const std::vector<transcript> all = [] {
         std::vector<transcript> read;
-        for (const auto &entry : fs::directory_iterator(TARROW_SOURCE_DIR "/tests/pages")) {
-            std::ifstream text(entry.path());
-            if (entry.path().extension() != ".txt") { continue; }
-            for (transcript &one : read_transcripts(text, entry.path())) { read.push_back(std::move(one)); }
+        for (const char *folder : {TARROW_SOURCE_DIR "/docs/pages", TARROW_SOURCE_DIR "/tests/pages"}) {
+            for (const auto &entry : fs::directory_iterator(folder)) {
+                std::ifstream text(entry.path());
+                if (entry.path().stem() == "README") { continue; }
+                for (transcript &one : read_transcripts(text, entry.path())) { read.push_back(std::move(one)); }
+            }
         }
         return read;
     }();
@@ -332,6 +341,7 @@ strings expected(const step &step) {
             if (is_told) { lines.back() += "\n  " + escape(unescape(join(below.word, below.text))); }
         }
     }
+    if (step.request.word == "refused") { lines.push_back("refused"); }
     put_last_in_order(lines);
     return lines;
 }
@@ -566,7 +576,11 @@ void stage::call(applet_info row, const std::string &name, int index, int flags,
     process_end = nullptr;
     drain();
     result = handler != nullptr ? handler_result : result;
-    if (result != 0) { lines_.push_back("result " + name + " " + std::to_string(result)); }
+    if (step_->request.word == "refused" && result == -1) {
+        lines_.push_back("refused");
+    } else if (result != 0) {
+        lines_.push_back("result " + name + " " + std::to_string(result));
+    }
 }
 
 strings stage::perform(const step &step, dc_args_t *record) {
@@ -596,10 +610,10 @@ strings stage::perform(const step &step, dc_args_t *record) {
         row = named != rows.get() + count ? *named : applet_info();
         if (row.di_modname == nullptr) { lines_.push_back("no such module"); }
     }
-    const bool is_set = word.find("set") != std::string::npos;
+    const bool is_set = is_post(word);
     const int flags = is_set ? TARROW_ACTION_SET : word == "getlist" ? TARROW_ACTION_GETLIST : TARROW_ACTION_GET;
     const std::string first = is_set ? "pre-set" : "pre-get", second = is_set ? "post-set" : "post-get";
-    if (word == first || word == (is_set ? "set" : "get")) { call(row, first, is_set ? 2 : 0, flags, record); }
+    if (word == first || is_one_of(word, " set refused get ")) { call(row, first, is_set ? 2 : 0, flags, record); }
     if (word != first) { call(row, word == "call" ? name : second, is_set ? 3 : 1, flags, record); }
     EXPECT_TRUE(word == first || record == nullptr || record->dc_opaque == nullptr)
         << "its file's name is not released";

@@ -35,13 +35,15 @@ struct transcript {
     std::vector<step> steps;
 };
 
+/// Whether a request with this word is a posted page.
+bool is_post(const std::string &word);
 std::string unescape(const std::string &raw);
 std::string escape(const std::string &text);
 /// The first word of a text; the text loses it, and the blank behind it.
 std::string take_word(std::string &text);
 
 std::vector<transcript> read_transcripts(std::istream &text, const std::string &path);
-/// All transcripts of tests/pages.
+/// All transcripts of tests/pages, and the examples in docs/pages.
 const std::vector<transcript> &corpus();
 /// Orders the lines whose place in a transcript says nothing, behind all others.
 void put_last_in_order(strings &lines);
