@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # usage: ./run fuzz [SECONDS]
-# Lets the fuzz program look for faults that many seconds, 60 by default, beginning with the transcripts of tests/pages.
+# Lets the fuzz program look for faults that many seconds, 60 by default, beginning with the transcripts.
 # What it finds is reported and kept in build/fuzz/found, new inputs in build/fuzz/corpus. "fuzz/campaign.sh replay", a
 # part of the check, plays the transcripts and what was found before.
 set -uo pipefail
@@ -14,8 +14,9 @@ need clang libclang-rt-dev
 [ "${1-}" = replay ] || need llvm # names the lines of what is found
 build release && build fuzz || exit 1 # the one has the device's stand-ins
 mkdir -p build/fuzz/{seeds,corpus,found}
-for page in tests/pages/*.txt; do
-    awk -v start="build/fuzz/seeds/$(basename "$page" .txt)-" '/^== /{ ++n } n { print > (start n) }' "$page"
+for page in tests/pages/*.txt docs/pages/*.md; do
+    awk -v start="build/fuzz/seeds/$(basename "${page//./-}")-" -v is_read="${page##*.}" \
+        '/^```/ { is_read = /transcript/ ? "txt" : "" } is_read != "txt" { next } /^== /{ ++n } n { print > (start n) }' "$page"
 done
 
 campaign() {

@@ -34,27 +34,13 @@ bool is_known_place(const fact &line) {
     return places.count(place_of(line)) == 1;
 }
 
-bool is_safe(const fact &given) {
-    std::string text = given.text;
+bool is_safe(const fact &line) {
+    std::string text = line.text;
     const std::string first = take_word(text), second = take_word(text);
-    return given.word == "zone" || given.word == "server" ||
-           (given.word == "setting" && !first.empty() && !second.empty()) ||
-           (given.word == "clock" && std::atol(first.c_str()) > 0) || // else the library ends the process
-           ((given.word == "file" || given.word == "folder") && is_known_place(given));
-}
-
-/// A table comes back from its stored form as it was, and goes into a page.
-void convert(const dlist_node_t *table) {
-    char *stored = nullptr, *again = nullptr;
-    dl_dlist_to_variable(&stored, table, '#', '^');
-    payload copy({.request = {"getlist", "x", {}}}), page({.request = {"get", "x <p/>", {}}});
-    dl_variable_to_dlist_alloc(stored, copy.table.get(), TARROW_DLIST_FIELDS, '#', '^');
-    dl_dlist_to_variable(&again, copy.table.get(), '#', '^');
-    dl_dlist_to_xmllist(table, page.page.get());
-    dl_xmllist_to_dlist(page.page.get(), copy.table.get());
-    EXPECT_EQ(page.text().substr(0, 2), "->");
-    std::free(stored);
-    std::free(again);
+    return (line.word == "setting" && *unescape(first).c_str() != '\0' && *second.c_str() != '\0') ||
+           (line.word == "clock" && std::atol(first.c_str()) > 0) || // else the library ends the process
+           (is_one_of(line.word, " file folder writes removes ") && is_known_place(line)) ||
+           is_one_of(line.word, " zone server prints exits answers ");
 }
 
 class fuzzed : public stage {
@@ -63,22 +49,15 @@ public:
         SetUp();
         is_live = false;
         for (step &step : told.steps) {
+            std::erase_if(step.given, [](const fact &given) { return !is_safe(given); });
+            for (const fact &given : step.given) { arrange(given); }
             for (fact &event : step.outcome) {
-                std::erase_if(event.below, [](const fact &effect) {
-                    return (effect.word == "writes" || effect.word == "removes") && !is_known_place(effect);
-                });
-            }
-            for (const fact &given : step.given) {
-                if (is_safe(given)) { arrange(given); }
+                std::erase_if(event.below, [](const fact &effect) { return !is_safe(effect); });
             }
             payload sent(step);
             if (!sent.page && !sent.table) { break; }
-            for (const std::string &line : perform(step, &sent.record)) {
-                const bool is_command = line.starts_with("$ ") || line.starts_with("! ");
-                EXPECT_TRUE(!is_command || is_harmless(unescape(line.substr(2)))) << line;
-            }
+            for (const std::string &line : perform(step, &sent.record)) { EXPECT_TRUE(is_harmless(line)) << line; }
             EXPECT_EQ(sent.text().substr(0, 2), "->");
-            if (sent.table) { convert(sent.table.get()); }
         }
         TearDown();
     }

@@ -48,7 +48,7 @@ fi
 tool() { "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; "$@"' - "$@"; }
 for signal in INT QUIT TERM HUP; do
     env -u TARROW_GROUP --default-signal=INT,QUIT "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' &
-    until pgrep -xf 'sleep 4711' > /dev/null; do sleep 0.1; done
+    for _ in {1..300}; do pgrep -xf 'sleep 4711' > /dev/null && break; sleep 0.1; done
     sleep 0.5
     kill -$signal $!
     wait $! 2> /dev/null

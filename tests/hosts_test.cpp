@@ -1,138 +1,95 @@
-// The host tables themselves: what they hold, and that they hold no more; what no page shows of them.
+// The host tables: how much they hold, and what no page shows of them.
 
-#include "support/device.h"
-#include "support/memory.h"
 #include "support/transcript.h"
 
-#include "../src/modules/device_management/device_management_applet.h"
+#include <cstring>
+
 #include "../src/modules/device_management/host_tables.h"
 #include "../src/support/owned.h"
 
+namespace {
+
 using namespace testing_device;
+using hosts_test = device_test;
 
-class hosts_test : public device_test {
-protected:
-    /// Reads a table; gives its entries joined by ", ", or its count when it has not been touched. Nothing may be
-    /// written behind the table, and its release must free all.
-    template <typename List, typename Show>
-    static std::string read(int (*reader)(List *), void (*release)(List *), Show show) {
-        struct {
-            List table;
-            char *guard[3];
-        } memory = {};
-        List &table = memory.table;
-        table.num_of_entries = 99;
-        fault = {.is_armed = true};
-        EXPECT_EQ(reader(&table), 0);
-        fault.is_armed = false;
-        std::string text;
-        const int count = table.num_of_entries == 99 ? 0 : table.num_of_entries;
-        for (int i = 0; i < count; ++i) { text += (i > 0 ? ", " : "") + show(table.entry[i]); }
-        fault.is_armed = true;
-        release(&table);
-        fault.is_armed = false;
-        release(nullptr);
-        EXPECT_EQ(fault.block_count, 0) << text;
-        EXPECT_EQ(memory.guard[0], nullptr);
-        EXPECT_EQ(reader(nullptr), -1);
-        return table.num_of_entries == 99 ? "untouched" : text;
+/// Reads a table; gives its entries, each with ", " behind it, or "untouched". Its release must free all.
+template <typename List, int (*reader)(List *), void (*release)(List *)>
+std::string read() {
+    List table = {};
+    table.num_of_entries = -1;
+    fault = {.is_armed = true};
+    EXPECT_EQ(reader(&table), 0);
+    fault.is_armed = false;
+    std::string all = table.num_of_entries < 0 ? "untouched" : "";
+    for (int i = 0; i < table.num_of_entries; ++i) {
+        char *texts[3] = {}; // an entry is nothing but texts
+        std::memcpy(texts, &table.entry[i], sizeof(table.entry[i]));
+        for (const char *text : texts) { all += text != nullptr ? text + std::string(" ") : ""; }
+        all += ", ";
     }
-    static std::string bridge() {
-        return read(bridge_fwd_get, bridge_list_free, [](auto &e) { return std::string(e.port) + " " + e.mac; });
-    }
-    static std::string arp() {
-        return read(arp_get, arp_list_free, [](auto &e) { return std::string(e.ip) + " " + e.mac; });
-    }
-    static std::string leases() {
-        return read(dhcp_sys_info_get, dhcp_client_list_free, [](auto &e) {
-            return std::string(e.ip) + " " + e.mac + " " + (e.hostname != nullptr ? e.hostname : "-");
-        });
-    }
-    static std::string stations() {
-        return read(get_wireless_clients, wireless_client_list_free,
-                    [](auto &e) { return e.type + ("/" + std::string(e.mac)); });
-    }
-};
+    fault.is_armed = true;
+    release(&table);
+    fault.is_armed = false;
+    EXPECT_EQ(fault.block_count, 0) << all;
+    return all;
+}
+constexpr auto bridge = read<bridge_fwd_list_t, bridge_fwd_get, bridge_list_free>;
+constexpr auto stations = read<wireless_list_t, get_wireless_clients, wireless_client_list_free>;
+constexpr auto arp = read<arp_list_t, arp_get, arp_list_free>;
+constexpr auto leases = read<dhcp_list_t, dhcp_sys_info_get, dhcp_client_list_free>;
 
-TEST_F(hosts_test, tables_hold_72_entries_and_no_more) {
-    substitute("/system/usr/sbin/brctl", "#!/bin/sh\ncat /tmp/output\n");
-    substitute("/system/usr/bin/wapctl", "#!/bin/sh\ncat /tmp/output\n");
-    substitute("/proc/net/arp", "");
-    struct {
+TEST_F(hosts_test, what_tables_and_commands_hold) {
+    EXPECT_NE(bridge().find("1 02:00:00:00:01:64 ,"), std::string::npos); // as the bridge itself tells it
+    const struct {
         std::string (*read)();
         const char *path, *head, *row, *entry;
-    } const rows[] = {
-        {bridge, "/tmp/output", "h\n", "12345 no 0 x\n", "1234 5"},
-        {stations, "/tmp/output", "h\nh\nMAC x\nother\n", "MAC Address: m\n", " /m"},
-        {arp, "/proc/net/arp", "h\n", "1.1.1.1 1 2 m x br0\n", "1.1.1.1 m"},
-        {leases, "/var/lib/udhcpd.leases", "", "\\(\xe9*56)", "233.233.233.233 e9:e9:e9:e9:e9:e9 \\(%E9*30)"},
+    } tables[] = {
+        {bridge, "/tmp/printed", "h\n", "12345 no 0 x\n", "1234 5 , "},
+        {stations, "/tmp/printed", "h\nh\nMAC x\nother\n", "MAC Address: m\n", "  m , "},
+        {arp, "/proc/net/arp", "h\n", "1.1.1.1 1 2 m x br0\n", "1.1.1.1 m , "},
+        {leases, "/var/lib/udhcpd.leases", "", "\\(\xe9*56)", "233.233.233.233 e9:e9:e9:e9:e9:e9 \\(%E9*30) , "},
     };
-    for (const auto &[read, path, head, row, entry] : rows) {
-        const std::string text = unescape(row), shown = unescape(entry);
-        std::string many = head, all = shown;
-        for (int i = 0; i < 100; ++i) { many += text; }
-        for (int i = 1; i < 72; ++i) { all += ", " + shown; }
-        write_file(path, many);
-        EXPECT_EQ(read(), all);
-        write_file(path, "");
-        EXPECT_EQ(read(), "");
-        write_file(path, head + text.substr(0, text.size() - 1));
-        EXPECT_EQ(read(), *head != '\0' ? shown : ""); // the last line need not end, a record must be whole
+    strings lines;
+    for (const auto &[read, path, head, row, entry] : tables) {
+        const std::string whole = unescape(row), shown = unescape(entry);
+        const std::pair<std::string, std::string> contents[] = {
+            {head + unescape("\\(" + whole + "*73)"), unescape("\\(" + shown + "*72)")},
+            {head + whole.substr(0, whole.size() - 1), *head != '\0' ? shown : ""}, // a line need not end, but a lease
+            {"", ""}};
+        for (const auto &[content, expected] : contents) {
+            recorded = &lines;
+            printed = content;
+            substitute(path, content);
+            EXPECT_EQ(read(), expected);
+        }
     }
-    output_of("rm /var/lib/udhcpd.leases");
+    wireless_list_t list = {};
+    get_wireless_clients_for_interface("14-characters:", &list);
+    get_wireless_clients_for_interface("15-characters::", &list); // does not fit the command
+    EXPECT_EQ(lines.back(), "/system/usr/bin/wapctl -i 14-characters: sta_list");
+    recorded = nullptr;
+    list.num_of_entries = 9999; // which no table holds
+    EXPECT_EQ(is_connected_in_wlan("m", &list), 0);
     const no_descriptors none;
-    EXPECT_EQ(bridge() + " " + stations() + " " + arp() + " " + leases(), "untouched  untouched untouched");
+    EXPECT_EQ(bridge() + stations() + arp() + leases(), "untoucheduntoucheduntouched");
+}
+
+TEST_F(hosts_test, what_is_missing_is_no_host) {
+    EXPECT_EQ(bridge_fwd_get(nullptr) + arp_get(nullptr) + dhcp_sys_info_get(nullptr) + get_wireless_clients(nullptr),
+              -4);
+    char one[] = "1", mac[] = "m";
+    const bridge_fwd_list_t hosts = {3, {{nullptr, mac}, {one, nullptr}, {one, mac}}};
+    EXPECT_EQ(is_connected_in_bridge("M", &hosts) * 10 + is_connected_in_bridge(nullptr, &hosts), 10);
+    EXPECT_EQ(is_connected_in_bridge("m", nullptr) + is_connected_in_wlan(nullptr, nullptr), 0);
+    EXPECT_EQ(get_ip_address_from_arp("m", nullptr), nullptr);
 }
 
 TEST_F(hosts_test, names_of_leases_are_escaped) {
-    const std::string plain = "-.0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
-    for (int byte = 1; byte < 256; ++byte) {
-        const char text[] = {static_cast<char>(byte), 'x', '\0'};
-        char code[] = "%00x";
-        std::snprintf(code, sizeof(code), "%%%02Xx", byte);
-        const tarrow::heap_string escaped(escape_special_chars(text));
-        const bool is_plain = plain.find(text[0]) != std::string::npos;
-        EXPECT_STREQ(escaped.get(), is_plain ? text : byte == ' ' ? "+x" : code);
-    }
-    EXPECT_EQ(escape_special_chars(nullptr), nullptr);
-    write_file(
-        "/var/lib/udhcpd.leases",
-        unescape("\\0\\x1a\\x2b\\x3c\\x4d\\x5e\\(c*10)\\xc0\\xa8\\0dmy pc\\(\\0*31)"
-                 "\\(\\x11*16)\\x01\\x02\\x03\\x04\\(\\0*30)\\(x*6)\\(\\x22*16)\\x05\\x06\\x07\\x08\\xe9\\(\\0*35)"));
-    EXPECT_EQ(leases(), "192.168.0.100 00:1a:2b:3c:4d:5e my+pc, 1.2.3.4 11:11:11:11:11:11 -, "
-                        "5.6.7.8 22:22:22:22:22:22 %E9");
+    EXPECT_STREQ(tarrow::heap_string(escape_special_chars("\x01 ,-./09:@AZ[^_`az{\xff")).get(),
+                 "%01+%2C-.%2F09%3A%40AZ%5B%5E_%60az%7B%FF");
+    substitute("/var/lib/udhcpd.leases", unescape("\\0\\x1a\\x2b\\x3c\\x4d\\x5e\\(c*10)\\xc0\\xa8\\0dm\\(\\0*35)"
+                                                  "\\(\\x11*16)\\x01\\x02\\x03\\x04\\(\\0*30)\\(x*6)"));
+    EXPECT_EQ(leases(), "192.168.0.100 00:1a:2b:3c:4d:5e m , 1.2.3.4 11:11:11:11:11:11 , ");
 }
 
-TEST_F(hosts_test, lookups_and_handlers_take_what_is_missing) {
-    EXPECT_NE(bridge().find("1 02:00:00:00:01:64"), std::string::npos); // as the bridge itself tells it
-    char one[] = "1", mac[] = "aa";
-    const bridge_fwd_list_t bridge = {3, {{nullptr, mac}, {one, nullptr}, {one, mac}, {one, mac}}};
-    wireless_list_t many = {9999, {{nullptr, mac}, {nullptr, nullptr}}}; // a count that no table has
-    EXPECT_EQ(is_connected_in_bridge("AA", &bridge), 1);
-    EXPECT_EQ(is_connected_in_wlan("AA", &many), 1);
-    for (const char *absent : {"a", "aaa", "", static_cast<const char *>(nullptr)}) {
-        EXPECT_EQ(is_connected_in_bridge(absent, &bridge), 0);
-        EXPECT_EQ(is_connected_in_wlan(absent, &many), 0);
-    }
-    EXPECT_EQ(is_connected_in_bridge("aa", nullptr), 0);
-    EXPECT_EQ(get_ip_address_from_arp("aa", nullptr), nullptr);
-    EXPECT_EQ(get_ip_address_from_dhcp("aa", nullptr), nullptr);
-    many.num_of_entries = -1;
-    EXPECT_EQ(is_connected_in_wlan("aa", &many), 0);
-    get_wireless_clients_for_interface("uap0", &many);
-    get_wireless_clients_for_interface(nullptr, &many);
-    get_wireless_clients_for_interface("uap0", nullptr);
-    many.num_of_entries = 0;
-    strings lines;
-    recorded = &lines;
-    for (const std::size_t length : {14U, 15U}) { // the longer name does not fit the command
-        get_wireless_clients_for_interface(std::string(length, 'i').c_str(), &many);
-    }
-    recorded = nullptr;
-    EXPECT_EQ(lines, strings{"/system/usr/bin/wapctl -i iiiiiiiiiiiiii sta_list"});
-    wireless_client_entry_free(nullptr);
-    EXPECT_EQ(calls(), strings{});
-    EXPECT_EQ(get_connected_type(TARROW_ACTION_GET, nullptr), -1);
-    EXPECT_EQ(calls()[0], "/usr/app/agent_client 0 /etc/init.d/device_management_pre_get.sh");
-    EXPECT_EQ(get_connected_hosts(TARROW_ACTION_GET, nullptr), -1);
-}
+} // namespace

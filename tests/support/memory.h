@@ -3,6 +3,7 @@
 #pragma once
 
 #include <csetjmp>
+#include <utility>
 
 namespace testing_device {
 
@@ -14,6 +15,15 @@ struct memory_fault {
     long block_count = 0;     // blocks allocated while armed, and not freed since
 };
 extern thread_local memory_fault fault;
+
+/// While it lives no memory is refused: it is a test that asks for it.
+struct own_memory {
+    const bool was_armed = std::exchange(fault.is_armed, false);
+    own_memory() = default;
+    own_memory(const own_memory &) = delete;
+    own_memory &operator=(const own_memory &) = delete;
+    ~own_memory() { fault.is_armed = was_armed; }
+};
 
 /// Where an operation goes on that ends the process, unless null.
 extern std::jmp_buf *process_end;

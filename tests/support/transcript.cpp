@@ -5,11 +5,10 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <syslog.h>
-#include <thread>
 #include <unistd.h>
 
 #include "../../device/cfgdb/backend.h"
@@ -22,18 +21,10 @@ using namespace testing_device;
 
 namespace {
 
-constexpr char server_pipe[] = "/tmp/stat_server_fifo";
+constexpr char server_pipe[] = "/tmp/stat_server_fifo", temporary_file[] = "/tmp/tarrow.XXXXXX";
 stage *playing = nullptr;
+std::error_code none;          // of what is arranged: an input of the fuzz program may want what cannot be
 std::map<FILE *, int> readers; // of commands that did not run, with their status
-
-/// While it lives no memory is refused: it is the runner that asks for it.
-struct own_memory {
-    const bool was_armed = std::exchange(fault.is_armed, false);
-    own_memory() = default;
-    own_memory(const own_memory &) = delete;
-    own_memory &operator=(const own_memory &) = delete;
-    ~own_memory() { fault.is_armed = was_armed; }
-};
 
 } // namespace
 
@@ -42,6 +33,7 @@ int __real_system(const char *line);
 FILE *__real_popen(const char *line, const char *mode);
 int __real_pclose(FILE *stream);
 int __real_nanosleep(const timespec *time, timespec *left);
+int __real_open(const char *path, int flags, ...);
 
 int __wrap_system(const char *line) {
     if (recorded != nullptr) {
@@ -53,17 +45,15 @@ int __wrap_system(const char *line) {
 }
 
 FILE *__wrap_popen(const char *line, const char *mode) {
-    if (recorded != nullptr) {
-        const own_memory all;
-        recorded->push_back(line);
-    }
-    if (playing == nullptr) { return __real_popen(recorded != nullptr ? ":" : line, mode); }
-    std::string output;
-    const int status = playing->command(line, &output);
-    const int file = status < 0 ? -1 : memfd_create("output", MFD_CLOEXEC);
-    FILE *stream = file < 0 ? nullptr : fdopen(file, "r");
-    if (stream == nullptr) { return close(file), nullptr; }
+    if (recorded == nullptr && playing == nullptr) { return __real_popen(line, mode); }
     const own_memory all;
+    if (recorded != nullptr) { recorded->push_back(line); }
+    std::string output = recorded != nullptr ? printed : "";
+    const int status = playing != nullptr ? playing->command(line, &output) : 0;
+    if (status < 0) { return nullptr; }
+    const int file = memfd_create("output", MFD_CLOEXEC);
+    FILE *stream = fdopen(file, "r");
+    if (stream == nullptr) { return close(file), nullptr; }
     readers[stream] = status;
     return pwrite(file, output.data(), output.size(), 0), stream;
 }
@@ -73,6 +63,15 @@ int __wrap_pclose(FILE *stream) {
     const auto reader = readers.extract(stream);
     return reader.empty() ? __real_pclose(stream) : (std::fclose(stream), reader.mapped());
 }
+
+/// The library's temporary files have one name.
+int __real_mkstemp(char *name);
+int __wrap_mkstemp(char *name) {
+    return std::strcmp(name, temporary_file) == 0 ? open(name, O_RDWR | O_CREAT | O_CLOEXEC, 0600)
+                                                  : __real_mkstemp(name);
+}
+
+int __wrap_mkstemp64(char *name) { return __wrap_mkstemp(name); }
 
 int __wrap_nanosleep(const timespec *time, timespec *left) {
     if (recorded != nullptr) { return 0; }
@@ -84,63 +83,43 @@ int __wrap_nanosleep(const timespec *time, timespec *left) {
 namespace testing_device {
 
 strings *recorded = nullptr;
-
-namespace {
+std::string printed;
 
 bool is_one_of(const std::string &word, const char *words) {
     return std::strstr(words, (" " + word + " ").c_str()) != nullptr;
 }
+
+namespace {
+
 std::string join(const std::string &word, const std::string &text) { return text.empty() ? word : word + " " + text; }
 
-/// Names that are made at random are all the same in a transcript.
-std::string without_random(std::string text) {
-    constexpr char start[] = "/tmp/tarrow.";
-    for (std::size_t at = 0; (at = text.find(start, at)) != std::string::npos;) {
-        text.replace(at += std::strlen(start), 6, "XXXXXX");
+/// Adds what was printed, in lines.
+void add_lines(strings &lines, const char *word, const std::string &text) {
+    std::istringstream parts(text);
+    for (std::string line; std::getline(parts, line);) {
+        lines.push_back(join(word, escape(line + (parts.eof() ? "" : "\n"))));
     }
-    return text;
 }
 
 /// All files that a request may change, folders with a "/" behind their names, and all settings.
-contents all_state() {
-    contents state = {{mass_storage, read_file(mass_storage)}};
+std::map<std::string, std::string> all_state() {
+    std::map<std::string, std::string> state = {{mass_storage, read_file(mass_storage)}};
     for (const char *root : state_folders) {
         for (const auto &entry : fs::recursive_directory_iterator(root)) {
             const std::string path = entry.path();
             if (path.rfind(cfgdb_default_backend, 0) == 0 || path == server_pipe) { continue; }
-            if (entry.is_symlink()) {
-                state[path] = "-> " + fs::read_symlink(path).string();
-            } else if (entry.is_directory()) {
-                state[path + "/"];
-            } else {
-                state[without_random(path)] = entry.is_fifo() ? "a pipe" : read_file(path);
-            }
+            std::string &content = state[path + (!entry.is_symlink() && entry.is_directory() ? "/" : "")];
+            content = entry.is_symlink()        ? "-> " + fs::read_symlink(path).string()
+                      : entry.is_regular_file() ? read_file(path)
+                                                : "";
         }
     }
     const auto add = [](const char *module, const char *key, const char *value, void *all) {
-        (*static_cast<contents *>(all))[module + std::string(" ") + key] = value;
+        (*static_cast<decltype(state) *>(all))[module + std::string(" ") + key] = value;
     };
     cfgdb_visit(cfgdb_default_backend, nullptr, add, &state);
     return state;
 }
-
-/// The phases of a request, in the order of their use.
-struct phase {
-    const char *name;
-    tarrow_handler_t *applet_info::*handler;
-    int (*run)(const applet_info *row, int flags, dc_args_t *record);
-};
-const phase phases[] = {
-    {"pre-get", &applet_info::di_handler_pre_get_func, __tarrow_call_module_pre_get_handler},
-    {"post-get", &applet_info::di_handler_post_get_func, __tarrow_call_module_post_get_handler},
-    {"pre-set", &applet_info::di_handler_pre_set_func, __tarrow_call_module_pre_set_handler},
-    {"post-set", &applet_info::di_handler_post_set_func, __tarrow_call_module_post_set_handler},
-};
-
-// The dispatch does not pass on what a handler answers.
-tarrow_handler_t *handler = nullptr;
-int handler_result = 0;
-int watched_handler(int flags, dc_args_t *record) { return handler_result = handler(flags, record); }
 
 void fill_fields(char **fields, const std::string &joined) {
     std::istringstream parts(joined);
@@ -159,47 +138,44 @@ std::string fields_text(char *const *fields) {
     return text.empty() ? "~" : escape(text);
 }
 
-/// Whether no text in a modem's command line ends it.
+/// Orders the lines whose place in a transcript says nothing, behind all others.
+void put_last_in_order(strings &lines) {
+    const auto is_event = [](const std::string &line) {
+        return !is_one_of(line.substr(0, line.find(' ')), " -> stored left gone stdout stderr ");
+    };
+    std::sort(std::stable_partition(lines.begin(), lines.end(), is_event), lines.end());
+}
+
+/// The form of a command line: the program, then "_" for each word, quoted or plain, and what is neither. Empty when
+/// quotes do not close, or something in them is expanded.
+std::string form_of(const std::string &line) {
+    std::string form = line.substr(0, line.find(' '));
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const bool is_escaped = line.compare(i, 2, "\\'") == 0, is_quoted = line[i] == '\'' || line[i] == '"';
+        const bool is_word = is_escaped || is_quoted || std::isalnum(line[i] & 255) != 0 ||
+                             std::strchr("_.,:/+@%=-", line[i]) != nullptr;
+        if (!is_word || !form.ends_with('_')) { form += is_word ? '_' : line[i]; }
+        const std::size_t end = is_quoted ? line.find(line[i], i + 1) : is_escaped ? i + 1 : i;
+        if (end == std::string::npos ||
+            (line[i] == '"' && line.substr(i, end - i).find_first_of("$`\\") != std::string::npos)) {
+            return "";
+        }
+        i = end;
+    }
+    return form;
+}
+
+/// Whether what the modem is sent is one command: no text in it ends it, or begins another one.
 bool is_one_modem_command(const std::string &line) {
+    const std::size_t begin = line.find(" -c ");
+    if (line.rfind("/usr/app/at_chat", 0) != 0 || begin == std::string::npos) { return true; }
+    const std::size_t end = line[begin + 4] == '\'' ? line.rfind('\'') : line.find(' ', begin + 4);
     bool is_quoted = false, is_one = true;
-    for (const char c : line) {
+    for (const char c : line.substr(begin, end - begin)) {
         is_quoted = is_quoted != (c == '"');
         is_one = is_one && static_cast<unsigned char>(c) >= ' ' && c != 127 && (is_quoted || c != ';');
     }
     return is_one && !is_quoted;
-}
-
-/// The form of a command line: its first word, "_" for any other, and operators. Empty when a shell would expand
-/// anything, quotes do not close, or text goes beyond the one command that a modem is sent.
-std::string form_of(const std::string &line) {
-    std::string form, word, last;
-    bool is_open = false; // a word
-    for (std::size_t i = 0; i <= line.size(); ++i) {
-        const char c = i < line.size() ? line[i] : ' ';
-        if (std::strchr(" |&;<>()\n\t", c) != nullptr) {
-            const bool is_modem_command = is_open && last == "-c" && form.starts_with("/usr/app/at_chat");
-            if (is_modem_command && !is_one_modem_command(word)) { return ""; }
-            if (is_open) { form += form.empty() ? word : " _"; }
-            form += c != ' ' ? std::string(1, c) : "";
-            last = std::exchange(word, "");
-            is_open = false;
-            continue;
-        }
-        const bool is_quote = c == '\'' || c == '"';
-        const std::size_t end = is_quote ? line.find(c, i + 1) : i + 1;
-        std::string text = is_quote ? line.substr(i + 1, end - i - 1) : std::string(1, c);
-        const char *expanded = c == '\'' ? "" : c == '"' ? "$`\\" : is_open ? "$`*?[!{}" : "$`*?[!{}#~";
-        const bool is_own = line.compare(i, 17, "$LD_LIBRARY_PATH ") == 0 || line.compare(i, 8, "*PINCNT ") == 0;
-        if (c == '\\') {
-            text = line.substr(++i, 1);
-        } else if (end == std::string::npos || (text.find_first_of(expanded) != std::string::npos && !is_own)) {
-            return "";
-        }
-        i = is_quote ? end : i;
-        word += text;
-        is_open = true;
-    }
-    return form;
 }
 
 /// What a request to the statistics server asks.
@@ -221,20 +197,13 @@ std::string asked(const io_meta_data_t &meta, const accu_get_input_t &input) {
 
 } // namespace
 
-void put_last_in_order(strings &lines) {
-    const auto is_event = [](const std::string &line) {
-        return !is_one_of(line.substr(0, line.find(' ')), " -> stored left gone ");
-    };
-    std::sort(std::stable_partition(lines.begin(), lines.end(), is_event), lines.end());
-}
-
 std::string escape(const std::string &text) {
     std::string escaped;
     for (const char c : text) {
         const std::size_t known = std::string("\n\r\t\\\0", 5).find(c);
-        const char code[] = {'\\', known < 5 ? "nrt\\0"[known] : 'x', "0123456789abcdef"[c >> 4 & 15],
-                             "0123456789abcdef"[c & 15], '\0'};
-        escaped += known < 5 ? std::string(code, 2) : static_cast<unsigned char>(c) < ' ' ? code : std::string(1, c);
+        char code[] = {'\\', "nrt\\0 "[std::min<std::size_t>(known, 5)], 0, 0, 0};
+        if (known > 4) { std::snprintf(code, sizeof(code), static_cast<unsigned char>(c) < ' ' ? "\\x%02x" : "%c", c); }
+        escaped += code;
     }
     return escaped;
 }
@@ -269,50 +238,44 @@ std::string take_word(std::string &text) {
 
 std::vector<transcript> read_transcripts(std::istream &text, const std::string &path) {
     std::vector<transcript> all;
-    std::vector<fact> *place = nullptr; // of the last line
-    fact *last = nullptr;               // which a line of four blanks goes on with
-    int number = 0;
+    fact *last = nullptr, *last_above = nullptr;              // which lines of four blanks, and of two, go on with
     const bool is_page = fs::path(path).extension() == ".md"; // whose transcripts are blocks
     bool is_read = !is_page;
-    for (std::string line; std::getline(text, line);) {
-        ++number;
-        if (is_page && line.rfind("```", 0) == 0) { is_read = line == "```transcript"; }
-        if (!is_read || line.empty() || line.rfind("# ", 0) == 0 || line.rfind("```", 0) == 0) { continue; }
-        if (line.rfind("== ", 0) == 0) {
-            all.push_back({fs::path(path).stem(), line.substr(3), path, number, std::vector<step>(1)});
-            place = nullptr;
-            continue;
+    int number = 0;
+    for (std::string line; std::getline(text, line); ++number) {
+        const bool is_fence = is_page && line.rfind("```", 0) == 0;
+        if (is_fence) { is_read = line == "```transcript"; }
+        if (!is_read || is_fence || line.empty() || line.rfind("# ", 0) == 0) { continue; }
+        const bool is_title = line.rfind("== ", 0) == 0;
+        if (is_title || all.empty()) {
+            all.push_back(
+                {fs::path(path).stem(), line.substr(is_title ? 3 : 0), path, number + 1, std::vector<step>(1)});
+            last = last_above = nullptr;
+            if (is_title) { continue; }
         }
-        if (all.empty()) { all.push_back({"none", "none", path, number, std::vector<step>(1)}); }
-        const bool is_below = line.rfind("  ", 0) == 0 && place != nullptr && !place->empty();
-        const bool goes_on = line.rfind("    ", 0) == 0 && last != nullptr;
-        line.erase(0, line.find_first_not_of(' '));
-        if (goes_on) {
+        const std::size_t blanks = line.find_first_not_of(' ');
+        line.erase(0, blanks);
+        if (blanks == 4 && last != nullptr) {
             last->text += line;
             continue;
         }
-        fact read;
-        read.word = take_word(line);
-        read.text = line;
-        if (is_below) {
-            place->back().below.push_back(read);
-            last = &place->back().below.back();
+        std::vector<step> &steps = all.back().steps;
+        const std::string word = take_word(line);
+        const bool is_given = is_one_of(word, " setting file folder link without clock zone server do ");
+        const bool is_request = is_one_of(word, " get set refused getlist call pre-get post-get pre-set post-set ");
+        if (blanks == 2 && last_above != nullptr) {
+            last_above->below.push_back({word, line, {}});
+            last = &last_above->below.back();
             continue;
         }
-        std::vector<step> &steps = all.back().steps;
-        const bool is_given = is_one_of(read.word, " setting file folder link without clock zone server do ");
-        const bool is_request =
-            is_one_of(read.word, " get set refused getlist call pre-get post-get pre-set post-set ");
         if ((is_request || is_given) && !steps.back().request.word.empty()) { steps.emplace_back(); }
-        place = is_given ? &steps.back().given : &steps.back().outcome;
         if (is_request) {
-            steps.back().request = read;
-            steps.back().number = number;
-            last = &steps.back().request;
+            steps.back().number = number + 1;
+            last = &(steps.back().request = {word, line, {}});
         } else {
-            place->push_back(read);
-            last = &place->back();
+            last = &(is_given ? steps.back().given : steps.back().outcome).emplace_back(fact{word, line, {}});
         }
+        last_above = last;
     }
     return all;
 }
@@ -358,9 +321,11 @@ bool is_harmless(const std::string &line) {
         }
         return read;
     }();
-    const std::string form = form_of(line);
-    const auto known = forms.lower_bound(form); // a line that a limit cut has the form of its beginning
-    return !form.empty() && known != forms.end() && (*known == form || (line.size() > 200 && known->starts_with(form)));
+    std::string text = unescape(line);
+    if (!is_one_of(take_word(text), " $ ! ")) { return true; }
+    const std::string form = form_of(text);
+    const auto known = forms.lower_bound(form); // a line that is cut, or lacks a word, has the form of its beginning
+    return !form.empty() && known != forms.end() && known->starts_with(form) && is_one_modem_command(text);
 }
 
 payload::payload(const step &step) {
@@ -402,26 +367,42 @@ void stage::SetUp() {
     device_test::SetUp();
     fs::remove("/tmp/local");
     fs::remove("/tmp/telephony");
-    openlog("tarrow", LOG_NDELAY, LOG_USER);
     mxmlSetErrorCallback([](const char *) {});
 }
 
 void stage::TearDown() {
-    for (const auto &[path, place] : std::exchange(hidden_, {})) {
-        fs::remove_all(path);
-        fs::rename(place, path);
-    }
-    for (const std::string &path : std::exchange(made_, {})) { fs::remove(path); }
+    close(std::exchange(server_, -1));
     unsetenv("TZ");
-    has_server_ = false;
+    fs::rename("/userfs/cfgdb.away", "/userfs/cfgdb", none);
     setting("wan", "proto"); // the store may have lost its connection
     device_test::TearDown();
 }
 
+void stage::play(const transcript &told) {
+    for (const step &step : told.steps) {
+        SCOPED_TRACE(told.path + ":" + std::to_string(step.number));
+        for (const fact &given : step.given) { arrange(given); }
+        payload sent(step);
+        strings done = perform(step, &sent.record), said = expected(step);
+        const bool is_page_told =
+            std::any_of(said.begin(), said.end(), [](const auto &line) { return line.rfind("-> ", 0) == 0; });
+        if (!is_post(step.request.word) || is_page_told || sent.text() != payload(step).text()) {
+            done.push_back(sent.text());
+        }
+        put_last_in_order(done);
+        std::string all_said, all_done; // whose differences are shown line by line
+        for (const std::string &line : said) { all_said += line + "\n"; }
+        for (const std::string &line : done) { all_done += line + "\n"; }
+        ASSERT_EQ(all_said, all_done) << told.title;
+    }
+}
+
 void stage::arrange(const fact &given) {
-    std::string text = given.text;
+    std::string text = given.text, rest = given.text;
+    const std::string path = unescape(take_word(rest));
     if (given.word == "server") {
-        has_server_ = mkfifo(server_pipe, 0666) == 0;
+        mkfifo(server_pipe, 0666);
+        close(std::exchange(server_, open(server_pipe, O_RDWR | O_NONBLOCK | O_CLOEXEC)));
     } else if (given.word == "do") {
         EXPECT_TRUE(!is_live || __real_system(unescape(text).c_str()) == 0) << text;
     } else if (given.word == "zone") {
@@ -429,41 +410,26 @@ void stage::arrange(const fact &given) {
     } else if (given.word == "clock") {
         clock_setting = std::atol(text.c_str());
     } else if (given.word == "setting") {
-        const std::string module = take_word(text), key = take_word(text);
-        set_setting(module.c_str(), key.c_str(), unescape(text));
-    } else { // the rest begins with a path
-        const std::string path = unescape(take_word(text));
-        text = unescape(text);
-        bool is_state = path == mass_storage;
-        for (const char *folder : state_folders) { is_state = is_state || path.rfind(folder, 0) == 0; }
-        const bool is_there = fs::exists(path);
-        if (given.word == "without") {
-            fs::rename(path, hidden_[path] = path + ".away");
-        } else if (!is_state && is_there) {
-            substitute(path, text);
-        } else if (fs::create_directories(fs::path(path).parent_path()); given.word == "folder") {
-            fs::create_directories(path);
-        } else if (given.word == "link") {
-            fs::create_symlink(text, path);
-        } else {
-            write_file(path, text);
-        }
-        if (!is_state && !is_there) { made_.push_back(path); }
+        const std::string key = take_word(rest);
+        set_setting(path.c_str(), key.c_str(), unescape(rest));
+    } else if (given.word == "without") {
+        fs::rename(path, path + ".away", none);
+    } else if (path != mass_storage && std::none_of(std::begin(state_folders), std::end(state_folders),
+                                                    [&](const char *folder) { return path.rfind(folder, 0) == 0; })) {
+        substitute(path, unescape(rest));
+    } else if (fs::create_directories(fs::path(path).parent_path(), none); given.word == "folder") {
+        fs::create_directories(path, none);
+    } else if (given.word == "link") {
+        fs::create_symlink(rest, path, none);
+    } else {
+        write_file(path, unescape(rest));
     }
 }
 
-/// Adds what was logged and printed since the last look.
+/// Adds what was logged since the last look.
 void stage::drain() {
-    for (const std::string &line : log_with_identity()) { lines_.push_back("log " + escape(line)); }
-    std::string errors(65536, '\0');
-    errors.resize(static_cast<std::size_t>(pread(fileno(errors_), errors.data(), errors.size(), errors_read_)));
-    errors_read_ += static_cast<off_t>(errors.size());
-    for (const auto &[word, text] : {std::pair(std::string("console"), console()), {"stderr", errors}}) {
-        std::istringstream parts(text);
-        for (std::string line; std::getline(parts, line);) {
-            lines_.push_back(join(word, escape(line + (parts.eof() ? "" : "\n"))));
-        }
-    }
+    for (const std::string &line : std::exchange(logged, {})) { lines_.push_back("log " + escape(line)); }
+    add_lines(lines_, "console", console());
 }
 
 /// Adds an event. Gives the line that tells of it.
@@ -489,23 +455,21 @@ void stage::apply(const fact &event, bool is_done, std::string *output, int *sta
             *status = text == "-1" ? -1 : std::atoi(text.c_str()) << 8;
         } else if (const std::string path = unescape(take_word(text)); effect.word == "writes") {
             state_[path] = unescape(text);
-            touched.insert(path);
             if (!is_done) {
-                fs::create_directories(fs::path(path).parent_path());
+                fs::create_directories(fs::path(path).parent_path(), none);
                 write_file(path, state_[path]);
             }
         } else if (effect.word == "removes") {
-            if (!is_done) { fs::remove_all(path); }
+            if (!is_done) { fs::remove_all(path, none); }
             std::erase_if(state_,
                           [&](const auto &file) { return file.first == path || file.first.rfind(path + "/", 0) == 0; });
-            touched.insert(path);
         }
     }
 }
 
 int stage::command(const char *line, std::string *output) {
     const own_memory all;
-    const fact *known = note("$", without_random(line));
+    const fact *known = note("$", line);
     if (known == nullptr) { return 0; }
     const bool is_run = is_live && known->word == "!";
     int status = 0;
@@ -531,55 +495,56 @@ void stage::wait(int milliseconds) {
     std::abort();
 }
 
-/// Is the statistics server, which answers what stands below a request, or breaks off.
-void stage::serve(int pipe) {
+/// Is the statistics server when the client opens the pipe for its answer: gives what stands below the request.
+int stage::serve(const char *path, int flags) {
+    if (server_ < 0 || std::strstr(path, "/stat_client_") == nullptr) { return -2; }
+    const own_memory all;
     io_meta_data_t meta = {};
     accu_get_input_t input = {};
-    while (read(pipe, &meta, sizeof(meta)) == sizeof(meta) && meta.op >= 0 &&
-           read(pipe, &input, std::min<std::size_t>(meta.dsize, sizeof(input))) > 0) {
-        const fact *known = note("asked", asked(meta, input));
-        const std::string client = "/tmp/stat_client_" + std::to_string(meta.cpid) + "_fifo";
-        int answers = -1;
-        for (int tries = 0; answers < 0 && tries < 1000; ++tries) {
-            answers = open(client.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-            if (answers < 0) { usleep(1000); }
-        }
-        std::istringstream text(known != nullptr && !known->below.empty() ? known->below[0].text : "");
-        std::vector<std::int32_t> words; // in one piece: the client reads once
-        for (long value = 0; text >> value;) { words.push_back(static_cast<std::int32_t>(value)); }
-        if (answers >= 0 && !words.empty()) { EXPECT_GT(::write(answers, words.data(), words.size() * 4), 0); }
-        close(answers);
+    EXPECT_EQ(read(server_, &meta, sizeof(meta)), static_cast<ssize_t>(sizeof(meta)));
+    EXPECT_GT(read(server_, &input, std::min<std::size_t>(meta.dsize, sizeof(input))), 0);
+    const fact *known = note("asked", asked(meta, input));
+    std::istringstream text(known != nullptr && !known->below.empty() ? known->below[0].text : "");
+    const int answers = __real_open(path, O_RDWR);
+    for (long value = 0; text >> value;) {
+        const auto word = static_cast<std::int32_t>(value);
+        EXPECT_EQ(write(answers, &word, sizeof(word)), static_cast<ssize_t>(sizeof(word)));
     }
-    close(pipe);
+    const int opened = __real_open(path, flags);
+    close(answers);
+    return opened;
 }
 
-/// Runs one phase, and notes its result.
-void stage::call(applet_info row, const std::string &name, int index, int flags, dc_args_t *record) {
-    const phase &phase = phases[index];
-    if ((handler = row.*phase.handler) != nullptr) { row.*phase.handler = watched_handler; }
-    volatile int result = handler_result = 0;
+/// Runs one phase, and notes its result: the handler's, which the dispatch does not pass on, or the script's.
+void stage::call(const applet_info &row, const char *name, int flags, dc_args_t *record) {
+    const bool is_first = std::strncmp(name, "pre", 3) == 0, is_set = std::strstr(name, "set") != nullptr;
+    tarrow_handler_t *const handler = is_first ? (is_set ? row.di_handler_pre_set_func : row.di_handler_pre_get_func)
+                                      : is_set ? row.di_handler_post_set_func
+                                               : row.di_handler_post_get_func;
+    const auto dispatch = is_first
+                              ? (is_set ? __tarrow_call_module_pre_set_handler : __tarrow_call_module_pre_get_handler)
+                          : is_set ? __tarrow_call_module_post_set_handler
+                                   : __tarrow_call_module_post_get_handler;
+    volatile int result = 0;
     std::jmp_buf end;
     process_end = &end;
     playing = this;
-    FILE *const own_errors = std::exchange(stderr, errors_);
     if (setjmp(end) == 0) {
         fault.is_armed = true; // if only to count the blocks
-        result = phase.run(&row, flags, record);
+        result = handler != nullptr ? handler(flags, record) : dispatch(&row, flags, record);
         fault.is_armed = false;
     } else { // the library ended the process
         fault.is_armed = false;
         free_counted_blocks();
         note("ends", std::to_string(end_status));
     }
-    stderr = own_errors;
     playing = nullptr;
     process_end = nullptr;
     drain();
-    result = handler != nullptr ? handler_result : result;
     if (step_->request.word == "refused" && result == -1) {
         lines_.push_back("refused");
     } else if (result != 0) {
-        lines_.push_back("result " + name + " " + std::to_string(result));
+        lines_.push_back(std::string("result ") + name + " " + std::to_string(result));
     }
 }
 
@@ -587,47 +552,48 @@ strings stage::perform(const step &step, dc_args_t *record) {
     step_ = &step;
     lines_.clear();
     used_.clear();
-    touched.clear();
     waits_ = 0;
-    log();
+    logged.clear();
     console();
     state_ = all_state();
-    errors_ = fdopen(memfd_create("errors", MFD_CLOEXEC), "w");
-    errors_read_ = 0;
-    setvbuf(errors_, nullptr, _IONBF, 0);
-    const int pipe = has_server_ ? open(server_pipe, O_RDWR | O_CLOEXEC) : -1;
-    std::thread server(pipe >= 0 ? std::thread([this, pipe] { serve(pipe); }) : std::thread());
+    char output[4096] = "", errors[4096] = "";
+    FILE *const own_output = std::exchange(stdout, fmemopen(output, sizeof(output), "w"));
+    FILE *const own_errors = std::exchange(stderr, fmemopen(errors, sizeof(errors), "w"));
+    setvbuf(stdout, nullptr, _IONBF, 0);
+    setvbuf(stderr, nullptr, _IONBF, 0);
+    opener = [this](const char *path, int flags) { return serve(path, flags); };
     fault = plan;
 
     std::string text = step.request.text;
     const std::string name = take_word(text), &word = step.request.word;
-    applet_info row = {.di_handler_post_get_func = name == "wlan_get" ? wlan_get : http_share_post_get};
-    if (word != "call") {
+    applet_info row = {};
+    if (word == "call") {
+        row.di_handler_post_get_func = name == "wlan_get" ? wlan_get
+                                       : name == "http_share_post_get"
+                                           ? http_share_post_get
+                                           : [](int, dc_args_t *) { return stat_client_main(); };
+    } else {
         int count = 0;
         const std::unique_ptr<applet_info, decltype(&std::free)> rows(tarrow_get_module_applets(&count), &std::free);
-        const auto named =
-            std::find_if(rows.get(), rows.get() + count, [&](const applet_info &r) { return name == r.di_modname; });
-        row = named != rows.get() + count ? *named : applet_info();
-        if (row.di_modname == nullptr) { lines_.push_back("no such module"); }
+        row = *std::find_if(rows.get(), rows.get() + count - 1, [&](const auto &r) { return name == r.di_modname; });
+        if (name != row.di_modname) { lines_.push_back("no such module"); }
     }
-    const bool is_set = is_post(word);
-    const int flags = is_set ? TARROW_ACTION_SET : word == "getlist" ? TARROW_ACTION_GETLIST : TARROW_ACTION_GET;
-    const std::string first = is_set ? "pre-set" : "pre-get", second = is_set ? "post-set" : "post-get";
-    if (word == first || is_one_of(word, " set refused get ")) { call(row, first, is_set ? 2 : 0, flags, record); }
-    if (word != first) { call(row, word == "call" ? name : second, is_set ? 3 : 1, flags, record); }
+    const int flags = is_post(word) ? TARROW_ACTION_SET : word == "getlist" ? TARROW_ACTION_GETLIST : TARROW_ACTION_GET;
+    const char *const first = is_post(word) ? "pre-set" : "pre-get", *const second =
+                                                                         is_post(word) ? "post-set" : "post-get";
+    if (is_one_of(word, " set refused get pre-set pre-get ")) { call(row, first, flags, record); }
+    if (word != first) { call(row, second, flags, record); }
     EXPECT_TRUE(word == first || record == nullptr || record->dc_opaque == nullptr)
         << "its file's name is not released";
 
-    if (pipe >= 0) {
-        const io_meta_data_t end = {-1, 0, 0};
-        EXPECT_EQ(write(pipe, &end, sizeof(end)), static_cast<ssize_t>(sizeof(end)));
-        server.join();
-    }
-    std::fclose(std::exchange(errors_, nullptr));
-    const contents now = all_state();
+    std::fclose(std::exchange(stdout, own_output));
+    std::fclose(std::exchange(stderr, own_errors));
+    add_lines(lines_, "stdout", output);
+    add_lines(lines_, "stderr", errors);
+    opener = nullptr;
+    const auto now = all_state();
     const auto add = [&](const std::string &key, const std::string &kind, const std::string &value) {
         lines_.push_back(join(kind + " " + escape(key), escape(value)));
-        touched.insert(key);
     };
     for (const auto &[key, value] : now) {
         const auto known = state_.find(key);
@@ -636,9 +602,7 @@ strings stage::perform(const step &step, dc_args_t *record) {
     for (const auto &[key, value] : state_) {
         if (now.count(key) == 0) { add(key, "gone", ""); }
     }
-    for (const auto &entry : fs::directory_iterator("/tmp")) {
-        if (without_random(entry.path()) != entry.path()) { fs::remove(entry.path()); }
-    }
+    fs::remove(temporary_file);
     return lines_;
 }
 

@@ -5,15 +5,14 @@
 #include "memory.h"
 
 #include <istream>
-#include <map>
 #include <set>
 
 namespace testing_device {
 
-/// Takes the library's command lines, which do not run then, and lets no time pass, while it is set.
+/// Takes the library's command lines, which do not run then, and lets no time pass, while it is set. A command that is
+/// read prints what is printed.
 extern strings *recorded;
-
-using contents = std::map<std::string, std::string>;
+extern std::string printed;
 
 /// A line: its first word, and the rest, in which escapes stand as they are written. Lines below it belong to it.
 struct fact {
@@ -35,6 +34,7 @@ struct transcript {
     std::vector<step> steps;
 };
 
+bool is_one_of(const std::string &word, const char *words);
 /// Whether a request with this word is a posted page.
 bool is_post(const std::string &word);
 std::string unescape(const std::string &raw);
@@ -45,13 +45,10 @@ std::string take_word(std::string &text);
 std::vector<transcript> read_transcripts(std::istream &text, const std::string &path);
 /// All transcripts of tests/pages, and the examples in docs/pages.
 const std::vector<transcript> &corpus();
-/// Orders the lines whose place in a transcript says nothing, behind all others.
-void put_last_in_order(strings &lines);
-/// What a step says comes of it, in the form of stage::perform.
+/// What a step says comes of it, in the form of stage::perform, in order.
 strings expected(const step &step);
 
-/// Whether a command line has the form of one in the transcripts, as a shell takes it apart and a modem its argument:
-/// what comes from outside is a word, or a part of one, and nothing else.
+/// Whether a line "$ COMMAND" is of the form of one in the transcripts, and all of its other texts are single words.
 bool is_harmless(const std::string &line);
 
 /// What a request hands to the handlers: a page, or a table.
@@ -81,33 +78,30 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    /// Plays a transcript: what comes of it must be what it tells.
+    void play(const transcript &told);
     /// Lets the device hold what a line says.
     void arrange(const fact &given);
     /// Makes a request with a record, or null. Gives all that it did, in order, as escaped lines of a transcript; those
     /// below a line follow it after a line end.
     strings perform(const step &step, dc_args_t *record);
 
-    bool is_live = true;           // "!" commands and "do" really run
-    memory_fault plan;             // for the next request
-    std::set<std::string> touched; // the files and settings that the last request changed, or a command of it
+    bool is_live = true; // "!" commands and "do" really run
+    memory_fault plan;   // for the next request
 
 private:
     const fact *note(const std::string &word, const std::string &text);
     void apply(const fact &event, bool is_done, std::string *output, int *status);
     void drain();
-    void call(applet_info row, const std::string &name, int phase, int flags, dc_args_t *record);
-    void serve(int pipe);
+    void call(const applet_info &row, const char *phase, int flags, dc_args_t *record);
+    int serve(const char *path, int flags);
 
     const step *step_ = nullptr;
     strings lines_;
     std::set<const fact *> used_;
-    contents state_; // as what is known explains it
-    FILE *errors_ = nullptr;
-    off_t errors_read_ = 0;
+    std::map<std::string, std::string> state_; // as what is known explains it
     int waits_ = 0;
-    bool has_server_ = false;
-    contents hidden_;
-    strings made_;
+    int server_ = -1; // what it reads
 };
 
 } // namespace testing_device
