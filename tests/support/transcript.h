@@ -45,6 +45,9 @@ std::string take_word(std::string &text);
 std::vector<transcript> read_transcripts(std::istream &text, const std::string &path);
 /// All transcripts of tests/pages, and the examples in docs/pages.
 const std::vector<transcript> &corpus();
+std::string join(const std::string &word, const std::string &text);
+/// Orders the lines whose place in a transcript says nothing, behind all others.
+void put_last_in_order(strings &lines);
 /// What a step says comes of it, in the form of stage::perform, in order.
 strings expected(const step &step);
 
