@@ -10,39 +10,30 @@ namespace {
 
 using namespace testing_device;
 
-/// A table that is released with this.
-struct list {
-    explicit list(const char *names) { dl_get_meta_fields(names, &table, '#'); }
-    list(const list &) = delete;
-    list &operator=(const list &) = delete;
-    ~list() { dl_free_dlist(&table); }
+class dlist_test : public device_test {
+protected:
+    ~dlist_test() override { dl_free_dlist(&table); }
 
-    dlist_node_t *get() { return &table; }
+    void fill(const std::string &value, int fields = 3, const char *names = "name#ip#mac") {
+        dl_free_dlist(&table);
+        dl_get_meta_fields(names, &table, '#');
+        dl_variable_to_dlist_alloc(value.c_str(), &table, fields, '#' + 256, ' ' - 256); // the low 8 bits count
+    }
     /// The table as a stored string.
     [[nodiscard]] std::string text() const {
         char *value = nullptr;
         dl_dlist_to_variable(&value, &table, '#', ' ');
         return tarrow::heap_string(value).get();
     }
-    dlist_node_t table = {};
-};
-
-class dlist_test : public device_test {
-protected:
-    list table{"name#ip#mac"};
-
-    void fill(const std::string &value, int fields = 3) { // of a delimiter the low 8 bits count
-        dl_free_dlist(table.get());
-        dl_get_meta_fields("name#ip#mac", table.get(), '#');
-        dl_variable_to_dlist_alloc(value.c_str(), table.get(), fields, '#' + 256, ' ' - 256);
-    }
     /// The table that a stored string makes, as it is written again, and what was said.
     std::string parsed(const std::string &value, int fields) {
         testing::internal::CaptureStderr();
         fill(value, fields);
-        return table.text() + testing::internal::GetCapturedStderr();
+        return text() + testing::internal::GetCapturedStderr();
     }
-    void post(const std::string &items) { dl_xmllist_to_dlist(parse("<p>" + items + "</p>").get(), table.get()); }
+    void post(const std::string &items) { dl_xmllist_to_dlist(parse("<p>" + items + "</p>").get(), &table); }
+
+    dlist_node_t table = {};
 };
 
 TEST_F(dlist_test, tokens_and_field_names) {
@@ -52,14 +43,14 @@ TEST_F(dlist_test, tokens_and_field_names) {
     EXPECT_EQ(cursor, nullptr);
     EXPECT_EQ(dl_alloc_get_token(&cursor, ';'), nullptr);
     EXPECT_EQ(dl_count_meta_fields("", '#') + 10 * dl_count_meta_fields("#############", '#'), 141);
-    EXPECT_EQ(dl_get_meta_fields("a,b,c,d,e,f,g,h,i,j,k,l,m,n", table.get(), ','), 12);
-    EXPECT_STREQ(table.get()->dn_meta[11], "l");
-    EXPECT_EQ(dl_get_meta_fields("only", table.get(), ','), 1);
-    EXPECT_EQ(table.get()->dn_meta[11], nullptr);
-    fault = {true, false, false, 1}; // of memory
-    EXPECT_EQ(dl_get_meta_fields("lost,b", table.get(), ','), 0);
+    EXPECT_EQ(dl_get_meta_fields("a,b,c,d,e,f,g,h,i,j,k,l,m,n", &table, ','), 12);
+    EXPECT_STREQ(table.dn_meta[11], "l");
+    EXPECT_EQ(dl_get_meta_fields("only", &table, ','), 1);
+    EXPECT_EQ(table.dn_meta[11], nullptr);
+    fault = {.is_armed = true, .first = 1}; // of memory
+    EXPECT_EQ(dl_get_meta_fields("lost,b", &table, ','), 0);
     fault = {};
-    EXPECT_EQ(table.get()->dn_meta[1], nullptr); // no name comes to another one's place
+    EXPECT_EQ(table.dn_meta[1], nullptr); // no name comes to another one's place
 }
 
 TEST_F(dlist_test, stored_strings_survive_a_parse_and_a_write) {
@@ -70,32 +61,31 @@ TEST_F(dlist_test, stored_strings_survive_a_parse_and_a_write) {
     EXPECT_EQ(parsed("a## b#", 3), "a## b#Malformed variable\n"); // strictly by position
     EXPECT_EQ(parsed("", 2) + parsed("a#1", 0) + parsed("a#1", 13), "");
     EXPECT_EQ(parsed("1#2#3#4#5#6#7#8#9#10#11#12 b#", 12), "1#2#3#4#5#6#7#8#9#10#11#12 b#Malformed variable\n");
-    dl_get_meta_fields("a#b#c#d#e#f#g#h#i#j#k#l", table.get(), '#');
-    dl_variable_to_dlist_alloc("1#2#3#4#5#6#7#8#9#10#11#12 b", table.get(), 12, '#', ' ');
+    fill("1#2#3#4#5#6#7#8#9#10#11#12 b", 12, "a#b#c#d#e#f#g#h#i#j#k#l");
     const tree items = parse("<p/>");
-    dl_dlist_get_xmllist_entry(table.get(), items.get(), 0);
+    dl_dlist_get_xmllist_entry(&table, items.get(), 0);
     EXPECT_EQ(serialise(items.get()).substr(84), "<k>11</k><l>12</l></p>"); // and no more
     fill("a#1#2 b#1#2 c#1#2");
     testing::internal::CaptureStderr();
-    dl_variable_to_dlist_alloc("x#9", table.get(), 2, '#', ' '); // into a table in use: nothing leaks
-    EXPECT_EQ(table.text() + testing::internal::GetCapturedStderr(), "x#9 c#1#2");
-    EXPECT_EQ(table.get()->dn_dlist[1][1], nullptr);
+    dl_variable_to_dlist_alloc("x#9", &table, 2, '#', ' '); // into a table in use: nothing leaks
+    EXPECT_EQ(text() + testing::internal::GetCapturedStderr(), "x#9 c#1#2");
+    EXPECT_EQ(table.dn_dlist[1][1], nullptr);
 }
 
 TEST_F(dlist_test, items_are_numbered_without_gaps_and_end_at_the_first_absent_field) {
     fill("a#1#m b#2#m c#3#m");
-    dl_dlist_delete_record(table.get(), 1);
-    std::free(std::exchange(table.get()->dn_dlist[2][1], nullptr));
-    table.get()->dn_dlist[0][3] = strdup("nameless");
+    dl_dlist_delete_record(&table, 1);
+    std::free(std::exchange(table.dn_dlist[2][1], nullptr));
+    table.dn_dlist[0][3] = strdup("nameless");
     const tree items = parse("<p><kept/></p>");
-    dl_dlist_to_xmllist(table.get(), items.get());
+    dl_dlist_to_xmllist(&table, items.get());
     for (const int index : {41, INT_MAX}) { dl_dlist_xml_additem(items.get(), index); }
-    for (const int record : {-1, 500}) { dl_dlist_get_xmllist_entry(table.get(), items.get(), record); }
-    for (const int record : {-1, 500}) { dl_dlist_delete_record(table.get(), record); }
-    EXPECT_EQ(serialise(items.get()), "<p><kept /><Item index=\"1\"><name>a</name><ip>1</ip><mac>m</mac></Item>"
+    for (const int record : {-1, 500}) { dl_dlist_get_xmllist_entry(&table, items.get(), record); }
+    for (const int record : {-1, 500}) { dl_dlist_delete_record(&table, record); }
+    EXPECT_EQ(serialise(items.get()), "<p><kept/><Item index=\"1\"><name>a</name><ip>1</ip><mac>m</mac></Item>"
                                       "<Item index=\"2\"><name>c</name></Item>"
-                                      "<Item index=\"42\" /><Item index=\"214748364\" /></p>");
-    EXPECT_EQ(table.text(), "a#1#m#nameless c");
+                                      "<Item index=\"42\"/><Item index=\"214748364\"/></p>");
+    EXPECT_EQ(text(), "a#1#m#nameless c");
 }
 
 TEST_F(dlist_test, posted_items) {
@@ -112,19 +102,19 @@ TEST_F(dlist_test, posted_items) {
     for (const auto &[posted, result] : cases) {
         fill("a#1#m b#2#m c#3#m");
         post(posted);
-        EXPECT_EQ(table.text(), result) << posted;
+        EXPECT_EQ(text(), result) << posted;
     }
     fill("a#1#m b#2#m");
-    dl_dlist_delete_record(table.get(), 0);
+    dl_dlist_delete_record(&table, 0);
     post("<Item><name>z</name></Item>"); // in the first free place
-    EXPECT_EQ(table.text(), "z b#2#m");
+    EXPECT_EQ(text(), "z b#2#m");
     fill(unescape("k#v\\( o#v*499) over#v"), 2); // a full table passes additions over
     post("<Item><name>new</name></Item><Item><name>k</name><ip>w</ip></Item>");
-    EXPECT_EQ(table.text(), unescape("k#w\\( o#v*499)"));
-    dl_free_dlist(table.get()); // without names there is no key
-    dl_variable_to_dlist_alloc("k#v", table.get(), 2, '#', ' ');
+    EXPECT_EQ(text(), unescape("k#w\\( o#v*499)"));
+    dl_free_dlist(&table); // without names there is no key
+    dl_variable_to_dlist_alloc("k#v", &table, 2, '#', ' ');
     post("<Item><name Delete=\"\">k</name></Item>");
-    EXPECT_EQ(table.text(), "k#v");
+    EXPECT_EQ(text(), "k#v");
 }
 
 } // namespace

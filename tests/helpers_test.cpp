@@ -4,7 +4,6 @@
 
 #include <climits>
 
-#include "../src/modules/wlan_settings/wlan_settings_applet.h"
 #include "../src/support/command.h"
 #include "../src/support/files.h"
 #include "../src/support/settings.h"
@@ -60,18 +59,6 @@ TEST_F(helpers_test, numbers_and_words_of_files) {
     EXPECT_FALSE(tarrow::write_number("/dev/full", 1));
     set_setting("wan", "n", "x");
     EXPECT_EQ(tarrow::read_setting_number("wan", "n", 9), 0);
-}
-
-TEST_F(helpers_test, a_channel_that_does_not_fit_its_notice) {
-    strings lines;
-    recorded = &lines;
-    printed = "names\nnone\n";
-    set_setting("wlan_settings", "channel", "0");
-    std::string channel(60, '\'');
-    EXPECT_EQ(find_channel(channel.data()), -1);
-    recorded = nullptr;
-    printed.clear();
-    EXPECT_EQ(lines.size(), 1U); // the question, and no notice
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <linux/sockios.h>
 #include <sched.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "../src/modules/wan/wan_applet.h"
@@ -29,7 +28,7 @@ TEST_F(network_test, texts_of_addresses) {
     EXPECT_EQ(is_ipv4("1..2.3") + is_ipv4("1.2.3.") + is_ipv4("000000000000255.1.1.1"), 0);
     for (const std::string text : {"256.1.1.1", "1.2.3", "1.2.3.4.5", "/1.2.3.4", "1.2.3.:", "4294967296.1.1.1"}) {
         EXPECT_EQ(is_ipv4(text.c_str()), -1);
-        EXPECT_EQ(log(), strings{"<43>is_ipv4: " + text + " is not valid\n"});
+        EXPECT_EQ(seen(), strings{"log <43>tarrow: is_ipv4: " + text + " is not valid\n"});
     }
     unsigned char bytes[6] = {9, 9, 9, 9, 9, 9};
     char text[18];
@@ -53,11 +52,11 @@ TEST_F(network_test, tables_of_any_form) {
                           "abcd 5 6 3 0 0 0 FFFFFFFF 0 0\\( *225)9\nname-of-fifteen 0 7 3 0 0 -1 0 0 9 9";
     substitute("/proc/net/route", unescape(routes));
     EXPECT_EQ(gateway("xccinetx") + " " + gateway("eth0"), "0 5.0.0.0 0 7.0.0.0");
-    const no_descriptors limit;
+    limit_descriptors(0);
     EXPECT_EQ(gateway("eth0"), "-1 ");
     EXPECT_EQ(get_mac_from_ip("10"), nullptr);
-    EXPECT_EQ(log(),
-              (strings{"<43>get_gateway_address: fscanf is failed \n", "<43>get_gateway_address: fopen is failed \n"}));
+    EXPECT_EQ(seen(), (strings{"log <43>tarrow: get_gateway_address: fscanf is failed \n",
+                               "log <43>tarrow: get_gateway_address: fopen is failed \n"}));
 }
 
 TEST_F(network_test, interfaces) {
@@ -74,39 +73,37 @@ TEST_F(network_test, interfaces) {
     output_of("for i in 0 1 2 3 4 5 6 7 8 9; do ip addr add 127.1.0.$i/32 dev lo label lo:$i; done");
     EXPECT_EQ(if_wan_ifc_lives("LO:8") + 2 * if_wan_ifc_lives("lo:9"), 1);
     output_of("for i in 0 1 2 3 4 5 6 7 8 9; do ip addr del 127.1.0.$i/32 dev lo; done");
-    const pid_t child = fork(); // where no interface has an address every one counts as present
-    if (child == 0) { _exit(unshare(CLONE_NEWNET) == 0 ? if_wan_ifc_lives("none") : 9); }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 1);
-    const no_descriptors limit;
+    // Where no interface has an address every one counts as present.
+    EXPECT_EXIT(_exit(unshare(CLONE_NEWNET) == 0 ? if_wan_ifc_lives("none") : 9), testing::ExitedWithCode(1), "");
+    limit_descriptors(0);
     EXPECT_EQ(if_wan_ifc_lives("br0"), -1);
     EXPECT_EQ(get_link_status("eth0"), -1);
     EXPECT_EQ(by_ioctl(SIOCGIFADDR, "br0"), "-1 ");
     EXPECT_EQ(get_by_ioctl(-1, SIOCGIFADDR, "br0", nullptr), -1);
     EXPECT_EQ(if_wan_ifc_lives(nullptr), -1);
-    fault = {true, false, false, 1}; // of memory
+    fault = {.is_armed = true, .first = 1}; // of memory
     EXPECT_EQ(is_ipv4("192.0.2.1"), -1);
     fault = {};
-    EXPECT_EQ(log(), (strings{"<43>get_by_ioctl: ioctl is failed\n", "<43>get_by_ioctl: ioctl isn't implemented\n",
-                              "<43>get_link_status: ETHTOOL_GLINK failed: No such device\n",
-                              "<43>if_wan_ifc_lives: socket is failed \n", "<43>get_link_status: Socket error\n",
-                              "<43>get_by_ioctl: Socket creation is failed\n", "<43>get_by_ioctl: Null pointer\n",
-                              "<43>if_wan_ifc_lives: Null pointer \n", "<43>is_ipv4: strdup failed"}));
+    EXPECT_EQ(seen(),
+              (strings{"log <43>tarrow: get_by_ioctl: ioctl is failed\n",
+                       "log <43>tarrow: get_by_ioctl: ioctl isn't implemented\n",
+                       "log <43>tarrow: get_link_status: ETHTOOL_GLINK failed: No such device\n",
+                       "$ /system/sbin/ifconfig lo:9 | /xbin/grep 'inet6.*Global' | /xbin/awk '{print $3}'",
+                       "log <43>tarrow: if_wan_ifc_lives: socket is failed \n",
+                       "log <43>tarrow: get_link_status: Socket error\n",
+                       "log <43>tarrow: get_by_ioctl: Socket creation is failed\n",
+                       "log <43>tarrow: get_by_ioctl: Null pointer\n",
+                       "log <43>tarrow: if_wan_ifc_lives: Null pointer \n", "log <43>tarrow: is_ipv4: strdup failed"}));
 }
 
 TEST_F(network_test, limits_of_texts) {
     const std::string fits(1023 - 22 - 54, 'x'), rest = " | /xbin/grep 'inet6.*Global' | /xbin/awk '{print $3}'";
     char text[256] = {};
-    strings lines;
-    recorded = &lines;
     printed = std::string(128, '0'); // without a "/"
     for (const std::string &name : {fits + "x", std::string(), std::string("-a"), fits}) {
         EXPECT_EQ(get_ipv6_address(name.c_str(), text), name == fits ? 1 : 0);
     }
-    recorded = nullptr;
-    printed.clear();
-    EXPECT_EQ(lines, strings{"/system/sbin/ifconfig " + fits + rest});
+    EXPECT_EQ(seen(), strings{"$ /system/sbin/ifconfig " + fits + rest});
     EXPECT_EQ(text, std::string(127, '0'));
     EXPECT_EQ(file_to_buf("/tmp/none", text, 127), 0);
     EXPECT_EQ(std::string(text, 127), std::string(127, '\0'));
@@ -120,7 +117,7 @@ TEST_F(network_test, limits_of_texts) {
         const bool is_good = result[0] == 'M';
         EXPECT_EQ(generate_sw_version(text), is_good ? 127 : -1);
         EXPECT_EQ(text, unescape(is_good ? result : version));
-        EXPECT_EQ(log(), is_good ? strings{} : strings{"<43>" + result});
+        EXPECT_EQ(seen(), is_good ? strings{} : strings{"log <43>tarrow: " + result});
     }
 }
 

@@ -1,15 +1,14 @@
-// The simulated device as the tests see it. Each test begins with no state files, no settings and
-// empty logs, and must leave no descriptor and no process behind.
+// The simulated device as the tests see it. Each test begins with no state files and no settings, and must leave no
+// descriptor and no process behind. What the library does outside of itself comes to the test, and no command runs.
 #pragma once
 
-#include <atomic>
 #include <ctime>
-#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
 #include <string>
 #include <sys/resource.h>
+#include <utility>
 #include <vector>
 
 #include "../../src/tarrow_applets.h"
@@ -21,6 +20,7 @@ using strings = std::vector<std::string>;
 /// Where requests leave files: emptied before each test.
 inline constexpr const char *state_folders[] = {"/tmp/", "/userfs/", "/data/", "/mnt/external_sdcard/"};
 inline constexpr char mass_storage[] = "/sys/devices/platform/usb_mass_storage/lun1/file";
+inline constexpr char temporary_file[] = "/tmp/tarrow.XXXXXX"; // the library's, of which there is one at a time
 
 struct delete_tree {
     void operator()(mxml_node_t *node) const { mxmlDelete(node); }
@@ -33,7 +33,6 @@ std::string serialise(mxml_node_t *node);
 
 void write_file(const std::string &path, const std::string &content);
 std::string read_file(const std::string &path);
-bool exists(const std::string &path);
 
 void set_setting(const char *module, const char *key, const std::string &value);
 /// The value, or "(absent)".
@@ -42,41 +41,54 @@ std::string setting(const char *module, const char *key);
 /// What a command prints, and "exit N" after it when it fails.
 std::string output_of(const std::string &command);
 
-/// No file can be opened while one of these lives.
-struct no_descriptors {
-    no_descriptors() {
-        getrlimit(RLIMIT_NOFILE, &saved);
-        const rlimit none = {0, saved.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~no_descriptors() { setrlimit(RLIMIT_NOFILE, &saved); }
-    no_descriptors(const no_descriptors &) = delete;
-    no_descriptors &operator=(const no_descriptors &) = delete;
-    rlimit saved{};
+/// Lets no file be opened whose descriptor is not below a number, until the test ends.
+void limit_descriptors(rlim_t end);
+
+/// The allocator of the whole program, which serves the library, libmxml, the settings store and the C library alike:
+/// while it is armed, the first allocation that it names is refused, or all from that one on.
+struct memory_fault {
+    bool is_armed = false, is_lasting = false, has_struck = false;
+    long first = 0, seen = 0;
+};
+extern thread_local memory_fault fault;
+
+/// While it lives no memory is refused: it is a test that asks for it.
+struct own_memory {
+    const bool was_armed = std::exchange(fault.is_armed, false);
+    own_memory() = default;
+    own_memory(const own_memory &) = delete;
+    own_memory &operator=(const own_memory &) = delete;
+    ~own_memory() { fault.is_armed = was_armed; }
 };
 
-/// What time() says until the test ends, when it is not 0.
-extern std::atomic<std::time_t> clock_setting;
-/// The messages in the system log since the last look, as "<priority>identity: text".
-extern strings logged;
-/// Opens files for the library in its place, when it is set and gives no -2.
-extern std::function<int(const char *path, int flags)> opener;
-
 class device_test : public testing::Test {
+public:
+    /// Takes what the library does: "$", a command line; "waits", milliseconds; "log", a line; "ends", the process's
+    /// status. Gives a command's wait status, and what it prints for one who reads it.
+    virtual int happens(const std::string &what, const std::string &text, std::string *output);
+    /// Opens a file for the library.
+    virtual int open_file(const char *path, int flags, mode_t mode);
+
+    std::time_t clock = 0; // what time() says, when it is not 0
+
 protected:
     void SetUp() override;
     void TearDown() override;
 
-    /// The messages in the system log since the last look, as "<priority>text".
-    static strings log();
+    /// What has happened since the last look, a line each.
+    strings seen() { return std::exchange(seen_, {}); }
     /// What the serial console has received since the last look.
     std::string console() const; // NOLINT(modernize-use-nodiscard): a look may be for its effect
     /// Lets a file have other content for the library until the test ends.
-    static void substitute(const std::string &path, const std::string &content);
+    void substitute(const std::string &path, const std::string &content);
+
+    std::string printed; // by each command
+    strings seen_;
 
 private:
+    std::map<std::string, std::string, std::less<>> substitutes_;
     int console_ = -1;
-    std::size_t descriptors_ = 0;
+    long descriptors_ = 0;
 };
 
 } // namespace testing_device
