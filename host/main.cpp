@@ -203,7 +203,8 @@ int main(int argc, char **argv) {
         tell_of_scripts(*row);
     }
     host::listen(lib);
-    // What the device's scripts print is no part of the answer.
+    // What the device's scripts print is no part of the answer. Until standard output is the
+    // answer's again, tarrow_trace takes what this program asks of the kernel for the library's.
     const int answer = dup(STDOUT_FILENO);
     dup2(STDERR_FILENO, STDOUT_FILENO);
     const bool is_answered = is_get ? host::get(lib, page, module, request, reason)

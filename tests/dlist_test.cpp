@@ -104,6 +104,9 @@ TEST_F(dlist_test, posted_items) {
         post(posted);
         EXPECT_EQ(text(), result) << posted;
     }
+    fill("");
+    post(cases[5].first); // of an empty table as well
+    EXPECT_EQ(text(), "e");
     fill("a#1#m b#2#m");
     dl_dlist_delete_record(&table, 0);
     post("<Item><name>z</name></Item>"); // in the first free place

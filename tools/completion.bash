@@ -22,7 +22,11 @@ _tarrow_elements() { # PAGE [all]
 }
 
 _tarrow() {
-    local word=$2 top words file
+    local word=$2 top words file traced=
+    while [ "$COMP_CWORD" -gt 1 ]; do # a traced request is completed as another
+        case ${COMP_WORDS[1]} in trace) traced="get set --json" ;; --json) traced="get set" ;; *) break ;; esac
+        COMP_WORDS=("${COMP_WORDS[@]:1}") COMP_CWORD=$((COMP_CWORD - 1))
+    done
     top=$(dirname "$(readlink -f "$1" 2> /dev/null)")
     COMPREPLY=()
     if [ "${1##*/}" = run_tests.sh ]; then
@@ -31,6 +35,8 @@ _tarrow() {
         [ "$COMP_CWORD" = 1 ] || words=--gtest_filter=
     elif [ "${1##*/}" = check ]; then
         words=--help
+    elif [ -n "$traced" ] && [ "$COMP_CWORD" = 1 ]; then
+        words=$traced
     elif [ "$COMP_CWORD" = 1 ]; then
         words=$(sed -n 's/^#   \([a-z].*[^ ]\)   *.*/\1/p' "$top/run" | sed 's/[A-Z[].*//' | tr -d , | sort -u)" --help"
     else

@@ -31,7 +31,7 @@ install_packages() {
 
 need_build_tools() {
     need cmake ninja-build pkg-config gcc g++ libc6-dev libmxml-dev libsqlite3-dev libgtest-dev \
-        libbenchmark-dev busybox bridge-utils iproute2 util-linux
+        libbenchmark-dev nlohmann-json3-dev busybox bridge-utils iproute2 util-linux
 }
 
 # build PRESET [TARGET...] configures and builds what is not up to date: the targets, or all. One build at a time.
