@@ -60,6 +60,7 @@ _tarrow() {
                 tr ' ' '\n' | grep '^[a-z0-9]*$' | grep -vx "${COMP_WORDS[2]}")" --help"
             ;;
         sim:4) if [ "${COMP_WORDS[2]}" = cable ]; then words="pull plug"; fi ;;
+        web:2) words="8080 0" ;;
         syscalls:2) words=--calls ;;
         bench:2) words=--benchmark_filter= ;;
         valgrind:2 | coverage:2) words=--gtest_filter= ;;

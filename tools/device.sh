@@ -33,6 +33,18 @@ in_device() {
     together "${boot[@]}" "$@"
 }
 
+# serve_device PORT: the device in a browser. The socket is opened here, where a browser reaches it, and served there.
+serve_device() {
+    local boot=(device/boot) program=$PWD/build/release/tarrow_web
+    if is_up; then boot+=(--enter "$device_process"); fi
+    say "the device in a browser, until Ctrl-C:"
+    together "$program" listen "$1" "${boot[@]}" "$program" serve "$PWD" || {
+        local status=$?
+        [ $status != 137 ] || say "the device has ended"
+        return $status
+    }
+}
+
 up() {
     mkdir -p build/device
     exec 8> "$record.lock"
