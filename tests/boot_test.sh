@@ -21,7 +21,8 @@ expect "no write to the project, the programs or the kernel, and no way around t
         (: > $f) 2> /dev/null && echo $f; done; echo y 2> /dev/null > /proc/sys/kernel/hostname && echo sysctl
     mount -o remount,bind,rw '"$PWD"' && echo remount; umount '"$PWD"' && umount '"$PWD"' && echo umount
     echo >> /proc/1/fd/255 && echo script; chmod 666 /dev/full && echo node; mknod /dev/disk b 8 0 && echo mknod
-    ls -d /home /opt /srv /boot && echo paths; : > /tmp/left' 2> /dev/null | grep -E '^[a-z/]+$'; boot ls /tmp | grep left)"
+    for f in /home /opt /srv /boot; do case '"$PWD"' in $f/*) ;; *) [ ! -e $f ] || echo $f ;; esac; done
+    : > /tmp/left' 2> /dev/null | grep -E '^[a-z/]+$'; boot ls /tmp | grep left)"
 boot sh -c 'ip link del br0; hostname other; rm -rf /tmp /etc /data; mkdir /etc; sleep 4711 & disown; kill -9 -1' > /dev/null
 expect "this machine is as it was, without a process more" "$before" "$(machine; pgrep -f 'sleep 4711')"
 if [ "$(id -u)" = 0 ] && command -v setpriv > /dev/null; then
@@ -35,7 +36,7 @@ if [ "$(id -u)" = 0 ] && command -v setpriv > /dev/null; then
 fi
 tool() { "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; "$@"' - "$@"; }
 for signal in INT QUIT TERM HUP; do
-    env -u TARROW_GROUP --default-signal=INT,QUIT "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' &
+    env -u TARROW_GROUP --default-signal=INT,QUIT,HUP "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' &
     for _ in {1..300}; do pgrep -xf 'sleep 4711' > /dev/null && break; sleep 0.1; done
     sleep 0.5
     kill -$signal $!

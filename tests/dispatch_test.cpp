@@ -2,8 +2,9 @@
 
 #include "support/transcript.h"
 
-#include <cstring>
 #include <dlfcn.h>
+#include <fstream>
+#include <regex>
 #include <sstream>
 #include <unistd.h>
 
@@ -48,7 +49,6 @@ TEST_F(dispatch_test, handlers_and_scripts) {
     row.di_handler_dynamic = [](int getset, int flags, dc_args_t *) { return getset * 10 + flags; };
     EXPECT_EQ(__tarrow_call_module_post_set_handler(&row, 2, &args), 0);
     EXPECT_EQ(__tarrow_call_module_post_get_handler(&row, 4, &args), 0);
-    EXPECT_EQ(args.dc_opaque, &sum);
     EXPECT_EQ(sum, 6);
     EXPECT_EQ(__tarrow_call_module_validate_handler(&row, name, &args), 'n');
     EXPECT_EQ(__tarrow_call_module_dynamic_handler(&row, 4, 2, &args), 42);
@@ -72,27 +72,36 @@ TEST_F(dispatch_test, handlers_and_scripts) {
 }
 
 /// Calls all operations that the headers name, with null pointers and numbers that are 0; more words are no harm to a C
-/// function.
+/// function. Leaves which of those that give a number did not give -1.
 #ifdef __clang__
 __attribute__((no_sanitize("function")))
 #endif
 void call_with_nothing() {
     std::istringstream names(output_of("grep -rhoE '^[a-z][a-z0-9_ ]* [*]?[a-z_0-9]+[(]' " TARROW_SOURCE_DIR
-                                       "/src --include='*.h' | sed 's/.*[ *]//' | sort -u"));
-    int count = 0;
-    for (std::string name; std::getline(names, name, '(') && names.ignore();) {
+                                       "/src --include='*.h' | sed 's/(//; s/[*]//' | sort -u"));
+    std::ofstream results("/tmp/results");
+    for (std::string name, type; std::getline(names, name);) {
+        type = name.substr(0, name.rfind(' '));
+        name.erase(0, type.size() + 1);
         void *const operation = dlsym(RTLD_DEFAULT, name.c_str());
-        Dl_info code = {};
-        const bool is_ours = dladdr(operation, &code) != 0 && std::strstr(code.dli_fname, "tarrow_tests") != nullptr;
-        if (!is_ours || name == "get_client_fifo") { continue; } // which would wait for a server
-        std::cerr << name << "\n";                               // for the last one to be seen
-        reinterpret_cast<void (*)(long, long, long, long, long, long)>(operation)(0, 0, 0, 0, 0, 0);
-        ++count;
+        if (operation == nullptr || name == "get_client_fifo") { continue; } // which would wait for a server
+        std::cerr << name << "\n";                                           // for the last one to be seen
+        const int result = reinterpret_cast<int (*)(long, long, long, long, long, long)>(operation)(0, 0, 0, 0, 0, 0);
+        if (type == "int" && result != -1) { results << name << "=" << result << " "; }
     }
-    _exit(count > 120 ? 0 : 1);
+    results.close();
+    _exit(0);
 }
 
-TEST_F(dispatch_test, operations_take_null) { EXPECT_EXIT(call_with_nothing(), testing::ExitedWithCode(0), ""); }
+TEST_F(dispatch_test, operations_take_null) {
+    EXPECT_EXIT(call_with_nothing(), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(std::regex_replace(read_file("/tmp/results"), std::regex("_*tarrow_call[a-z_]*=0 |=0"), ""),
+              "__tarrow_log_write cfgdb_get_int cfgdb_match__ dl_count_meta_fields dl_get_meta_fields enter_lock=1 "
+              "ether_atoe file_to_buf get_ipv6_address http_share_enter_folder http_share_xml_get "
+              "is_connected_in_bridge is_connected_in_wlan lan_stat_get pin_puk_xml_get stat_client_main "
+              "stat_xml_get=1 statistics_get=1 wan_info_gather wan_xml_get=1 wlan_stat_get wlan_wps_client_pre_set "
+              "wlan_xml_get=1 ");
+}
 
 TEST_F(dispatch_test, operations_of_the_pin) {
     EXPECT_EQ(enable_pin("1;") + disable_pin("2;") + change_pin("3", ";") + reset_pin_using_puk("4", ";") +
@@ -109,11 +118,11 @@ TEST_F(dispatch_test, delimiters_and_the_serial_trace) {
     char field = 'x', record = 'x';
     tarrow_call_module_get_delimiters("none", &field, &record);
     EXPECT_EQ(std::string({field, record}), ": ");
-    EXPECT_EQ(__tarrow_log_write(0, nullptr, "100% as it is"), 0);
+    EXPECT_EQ(__tarrow_log_write(0, nullptr, "%"), 0);
     EXPECT_EQ(__tarrow_log_print(7, "tag", "%d of %s\n", 3, std::string(300, 'x').c_str()), 0);
-    EXPECT_EQ(console(), "100% as it is3 of " + std::string(250, 'x'));
+    EXPECT_EQ(console(), "%3 of " + std::string(250, 'x'));
     unlink("/dev/ttyS0");
-    EXPECT_EQ(__tarrow_log_write(0, nullptr, "lost"), -1);
+    EXPECT_EQ(__tarrow_log_write(0, nullptr, "lost") + __tarrow_log_print(0, nullptr, "lost"), -2);
     EXPECT_NE(access("/dev/ttyS0", F_OK), 0);
 }
 

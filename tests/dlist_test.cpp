@@ -60,6 +60,7 @@ TEST_F(dlist_test, stored_strings_survive_a_parse_and_a_write) {
     EXPECT_EQ(parsed("a b ", 1), "a b ");                         // and a third, empty, well formed
     EXPECT_EQ(parsed("a## b#", 3), "a## b#Malformed variable\n"); // strictly by position
     EXPECT_EQ(parsed("", 2) + parsed("a#1", 0) + parsed("a#1", 13), "");
+    dl_variable_to_dlist_alloc("a#1", nullptr, 2, '#', ' ');
     EXPECT_EQ(parsed("1#2#3#4#5#6#7#8#9#10#11#12 b#", 12), "1#2#3#4#5#6#7#8#9#10#11#12 b#Malformed variable\n");
     fill("1#2#3#4#5#6#7#8#9#10#11#12 b", 12, "a#b#c#d#e#f#g#h#i#j#k#l");
     const tree items = parse("<p/>");
@@ -118,6 +119,25 @@ TEST_F(dlist_test, posted_items) {
     dl_variable_to_dlist_alloc("k#v", &table, 2, '#', ' ');
     post("<Item><name Delete=\"\">k</name></Item>");
     EXPECT_EQ(text(), "k#v");
+}
+
+/// With memory refused lists lose nothing: the leak sanitizer would tell.
+TEST_F(dlist_test, without_memory) {
+    fault.has_struck = true;
+    for (long n = 2; fault.has_struck; ++n) {
+        const tree page = parse("<p><Item><name>b</name><ip>9</ip></Item></p>");
+        char *value = nullptr;
+        fill("a#1#m b#2#m c#3#m");
+        fault = {.is_armed = true, .is_lasting = n % 2 == 0, .first = n / 2};
+        dl_get_meta_fields("name#mac#ip", &table, '#');
+        dl_variable_to_dlist_alloc("d#1#m e#2#m f#3#m", &table, 3, '#', ' ');
+        dl_dlist_to_variable(&value, &table, '#', ' ');
+        dl_dlist_to_xmllist(&table, page.get());
+        dl_dlist_xml_additem(page.get(), 41);
+        dl_xmllist_to_dlist(page.get(), &table);
+        fault.is_armed = false;
+        std::free(value);
+    }
 }
 
 } // namespace

@@ -1,18 +1,22 @@
 #!/usr/bin/env bash
 # Runs a build's tests inside the simulated device: run_tests.sh PRESET [ARGUMENT...]
+# run_tests.sh client PRESET [ARGUMENT...] plays the transcripts with the release build's tests, and calls that build's
+# library in a process of its own (tests/client.c).
 set -eu
 cd "$(dirname "$0")/.."
 preset=$1
 shift
-# Emulated; the stand-ins and all else that the tests start are this machine's own. Left out is what needs the
-# state of a real link (the emulator answers SIOCETHTOOL with ENOSYS), and the long sweeps.
-emulated() {
-    exec device/boot "$1" "build/$preset/tarrow_tests" \
-        --gtest_filter='-wan.*thernet*:network_test.interfaces*:memory.*:posted.*' "${@:2}"
-}
+if [ "$preset" = client ]; then
+    . tools/setup.sh
+    build "$1" tarrow_client
+    case $1 in *armhf) emulator="qemu-arm " left_out=:wan.*thernet* ;; esac
+    export TARROW_CLIENT="timeout 60 ${emulator-}build/$1/tarrow_client"
+    exec device/boot build/release/tarrow_tests --gtest_filter="-*_test.*:memory.*:posted.*${left_out-}" "${@:2}"
+fi
 case $preset in
-armhf) emulated qemu-arm "$@" ;;
-i386) build/i386/cfgdb_cmd --help > /dev/null 2>&1 || emulated qemu-i386 "$@" ;;& # the kernel runs no such programs
+i386) # where the kernel runs no such programs, they are emulated, but for what needs the state of a real link
+    build/i386/cfgdb_cmd --help > /dev/null 2>&1 || exec device/boot qemu-i386 build/i386/tarrow_tests \
+        --gtest_filter='-wan.*thernet*:network_test.interfaces*:memory.*:posted.*' "$@" ;;&
 release | i386) # the long sweeps are made with the sanitizers
     exec device/boot --build "build/$preset" "build/$preset/tarrow_tests" --gtest_filter='-memory.*:posted.*' "$@"
     ;;

@@ -54,7 +54,7 @@ build_alone() {
 make_preset() {
     local preset=$1
     shift
-    case $preset in i386 | armhf) tools/sysroot.sh $preset || return ;; esac
+    case $preset in i386 | armhf | musl*) tools/sysroot.sh $preset || return ;; esac
     [ "build/$preset/build.ninja" -nt CMakePresets.json ] || cmake --preset $preset || return
     NINJA_STATUS='%s of %t ' cmake --build --preset $preset ${1:+--target "$@"}
 }

@@ -1,25 +1,55 @@
 #!/usr/bin/env bash
-# Makes a device's root to build against from Debian's packages: sysroot.sh ARCHITECTURE
+# Makes a device's root to build against from Debian's packages: sysroot.sh ARCHITECTURE | musl | musl-armhf
 #
-# It goes to build/sysroot/ARCHITECTURE. The packages are unpacked there and not installed, with lists
-# of their own, so this machine needs no foreign architecture and keeps its packages as they are.
+# It goes to build/sysroot. The packages are unpacked there and not installed, with lists of their own, so
+# this machine needs no foreign architecture and keeps its packages and sources as they are. musl's roots get
+# libmxml from its source package, in the version that this machine has, and a libcfgdb for the linker alone.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 packages="libc6 libc6-dev linux-libc-dev libgcc-s1 libstdc++6 libmxml1 libmxml-dev libsqlite3-0 libsqlite3-dev"
+architecture=$1 gcc=
+case $1 in
+musl) architecture=amd64 gcc=gcc target=x86_64-linux-musl ;;
+musl-armhf) architecture=armhf gcc=arm-linux-gnueabihf-gcc target=arm-linux-musleabihf ;;
+esac
+[ -z "$gcc" ] || packages="musl musl-dev linux-libc-dev mxml=$(dpkg-query -W -f '${source:Version}' libmxml-dev)"
 root=$PWD/build/sysroot/$1
 [ "$(cat "$root/.packages" 2> /dev/null)" != "$packages" ] || exit 0
 
+# The compiler's own start files and routines are gcc's; the C library's folder is the linker's own here.
+build_for_musl() {
+    local libgcc compile="clang --target=$target --sysroot=$root -fuse-ld=lld -static-libgcc -Wno-unused-command-line-argument"
+    libgcc=$(dirname "$($gcc -print-libgcc-file-name)")
+    cp -r "$root"/usr/include/*-linux-*/. "$root/usr/include"
+    cp -r "$root"/usr/lib/*-linux-musl*/. "$libgcc"/{crtbegin*.o,crtend*.o,libgcc*.a} "$root/usr/lib"
+    cd mxml-*
+    ./configure --host="${target/musl/gnu}" --prefix=/usr CC="$compile" CFLAGS=-Os
+    make libmxml.so.1.6
+    cp -d libmxml.so* "$root/usr/lib"
+    printf 'void %s(void) {}\n' __cfgdb_open cfgdb_{close,get,get_int,set,set_int} |
+        $compile -shared -nostdlib -Wl,-soname,libcfgdb.so -x c - -o "$root/usr/lib/libcfgdb.so"
+    install -D -m 644 mxml.h -t "$root/usr/include"
+    install -D -m 644 mxml.pc -t "$root/usr/lib/pkgconfig"
+}
+
 rm -rf "$root"
-mkdir -p "$root/usr/lib" "$root"/.apt/{archives,lists}/partial
+mkdir -p "$root/usr/lib" "$root"/.apt/{archives/partial,lists/partial,sources}
 ln -s usr/lib "$root/lib"
 cd "$root/.apt"
-options="-qq -o APT::Architecture=$1 -o APT::Architectures=$1 -o APT::Sandbox::User= -o Dir::State=$PWD
+options="-qq -o APT::Architecture=$architecture -o APT::Architectures=$architecture -o APT::Sandbox::User= -o Dir::State=$PWD
     -o Dir::State::status=/dev/null -o Dir::Cache=$PWD -o Acquire::Languages=none"
+if [ -n "$gcc" ]; then # the machine's own sources, with their source packages
+    find /etc/apt -maxdepth 2 \( -name '*.list' -o -name '*.sources' \) -exec cp -t sources {} +
+    sed -i 's/^Types:.*/Types: deb deb-src/; s/^deb \(.*\)/&\ndeb-src \1/' sources/*.*
+    options+=" -o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts=$PWD/sources"
+fi
 apt-get $options update || true # a list that cannot be had now may not be needed: the download tells
-apt-get $options download $packages
+apt-get $options download ${packages%mxml=*}
+[ -z "$gcc" ] || apt-get $options source "${packages##* }"
 for package in *.deb; do
     dpkg-deb --fsys-tarfile "$package" | tar -x -C "$root" --no-same-owner --keep-directory-symlink
 done
+[ -z "$gcc" ] || (build_for_musl)
 # A linker outside of this root would follow its absolute links to this machine's own files.
 find "$root" -type l -lname '/*' | while read -r link; do
     ln -sfrT "$root$(readlink "$link")" "$link"

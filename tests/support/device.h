@@ -11,7 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "../../src/tarrow_applets.h"
+extern "C" {
+#include "library.h"
+}
 
 namespace testing_device {
 
@@ -30,6 +32,7 @@ using tree = std::unique_ptr<mxml_node_t, delete_tree>;
 tree parse(const std::string &xml);
 /// The text of a tree, without white space between elements.
 std::string serialise(mxml_node_t *node);
+std::string trim(std::string xml);
 
 void write_file(const std::string &path, const std::string &content);
 std::string read_file(const std::string &path);
@@ -64,10 +67,9 @@ struct own_memory {
 class device_test : public testing::Test {
 public:
     /// Takes what the library does: "$", a command line; "waits", milliseconds; "log", a line; "ends", the process's
-    /// status. Gives a command's wait status, and what it prints for one who reads it.
-    virtual int happens(const std::string &what, const std::string &text, std::string *output);
-    /// Opens a file for the library.
-    virtual int open_file(const char *path, int flags, mode_t mode);
+    /// status; and what else it asks. Gives a command's wait status or another answer, below 0 an error's number, and
+    /// what a command prints for one who reads it, or the path that is opened.
+    virtual long happens(const std::string &what, const std::string &text, std::string *output);
 
     std::time_t clock = 0; // what time() says, when it is not 0
 

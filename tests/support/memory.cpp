@@ -60,10 +60,7 @@ void *realloc(void *block, std::size_t size) {
     const bool is_none = fault.is_armed && is_refused(__builtin_return_address(0), 0);
     return is_none ? nullptr : REAL(realloc)(block, size);
 }
-#ifdef TARROW_ASAN
-/// What a page without a date loses, which ends the process.
-const char *__lsan_default_suppressions() { return "leak:get_device_date\n"; }
-/// The sanitizer's own one does not come to the allocator above.
+#ifdef TARROW_ASAN // whose own one does not come to the allocator above
 char *strdup(const char *text) {
     void *copy = malloc(std::strlen(text) + 1);
     return copy != nullptr ? std::strcpy(static_cast<char *>(copy), text) : nullptr;

@@ -7,12 +7,11 @@
 #include <filesystem>
 #include <sstream>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "../../device/cfgdb/backend.h"
-#include "../../src/modules/http_share/http_share_applet.h"
 #include "../../src/modules/statistics/stat_api.h"
-#include "../../src/modules/wlan_settings/wlan_settings_applet.h"
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
@@ -21,14 +20,18 @@ using namespace testing_device;
 namespace {
 
 constexpr char server_pipe[] = "/tmp/stat_server_fifo";
-std::jmp_buf *process_end = nullptr; // where a request goes on that ends the process
+const char *const client = std::getenv("TARROW_CLIENT"); // calls another build's library in the place of this program
+std::jmp_buf *process_end = nullptr;                     // where a request goes on that ends the process
 int end_status = 0;
 
 } // namespace
 
 extern "C" {
-int __real_open(const char *path, int flags, ...);
+[[gnu::weak]] void __lsan_disable(); // of the leak sanitizer, where that is
+[[gnu::weak]] void __lsan_enable();
 int __real_system(const char *line);
+FILE *__real_popen(const char *line, const char *mode);
+int __real_pclose(FILE *stream);
 [[noreturn]] void __real_exit(int status);
 [[noreturn]] void __wrap_exit(int status) {
     end_status = status;
@@ -76,25 +79,24 @@ std::string text_of(const char *name, const stat_time_t &date) {
     return date.tm_year == 0 ? "" : " "s + name + part(day.tm_mday) + part(day.tm_mon) + part(day.tm_year);
 }
 
-/// The names of a table's columns, and its records, in the form of a request.
-std::string text_of(const dlist_node_t &table) {
-    std::string text;
-    for (int f = 0; f < TARROW_DLIST_FIELDS && table.dn_meta[f] != nullptr; ++f) { text += table.dn_meta[f] + "#"s; }
-    char *records = nullptr;
-    dl_dlist_to_variable(&records, &table, '#', ' ');
-    const std::unique_ptr<char, decltype(&std::free)> owned(records, &std::free);
-    text.back() = ' ';
-    return text + records;
+/// The page or table of the request.
+std::string content() {
+    const std::unique_ptr<char, decltype(&std::free)> text(show(), &std::free);
+    return trim(text ? text.get() : "");
+}
+
+/// What the client has written to a file.
+std::string taken(const std::string &file) {
+    return client == nullptr ? "" : output_of("cat " + file + "; : > " + file);
 }
 
 /// What a call answers. When it ends the process instead, end_status says how.
-template <typename Call>
-int result_of(const Call &call) {
+int result_of(const std::string &phase, const std::string &name) {
     volatile int result = 0;
     std::jmp_buf end;
     process_end = &end;
     end_status = -1;
-    if (setjmp(end) == 0) { result = call(); }
+    if (setjmp(end) == 0) { result = call(phase.c_str(), name.c_str()); }
     process_end = nullptr;
     return result;
 }
@@ -108,6 +110,7 @@ std::string shown(const strings &lines) {
 } // namespace
 
 void stage::TearDown() {
+    end_client();
     close(std::exchange(server_, -1));
     unsetenv("TZ");
     std::error_code none;
@@ -136,6 +139,7 @@ void stage::arrange(const fact &given) {
         EXPECT_TRUE(!is_live || output_of(unescape(text)).empty()) << text;
     } else if (given.word == "zone") {
         setenv("TZ", text.c_str(), 1);
+        end_client(); // the next one has it
     } else if (given.word == "clock") {
         clock = std::atol(text.c_str());
     } else if (given.word == "setting") {
@@ -155,7 +159,15 @@ void stage::arrange(const fact &given) {
 }
 
 /// Adds an event, and does what stands below the line that tells of it.
-int stage::happens(const std::string &what, const std::string &text, std::string *output) {
+long stage::happens(const std::string &what, const std::string &text, std::string *output) {
+    if (what == "open" && server_ >= 0 && text.find("/stat_client_") != std::string::npos) { serve(text); }
+    if (is_one_of(what, " get set ")) { // a client's "MODULE KEY VALUE"
+        std::string value = text;
+        const std::string module = take_word(value), key = take_word(value);
+        if (what == "set") { set_setting(module.c_str(), key.c_str(), value); }
+        return *output = setting(module.c_str(), key.c_str()), 0;
+    }
+    if (is_one_of(what, " time open ")) { return device_test::happens(what, text, output); }
     add_lines(seen_, "console", console());
     const auto known = std::find_if(expected_.begin(), expected_.end(), [&](const fact &line) {
         return (line.word == what || (line.word == "!" && what == "$")) && unescape(line.text) == text;
@@ -190,12 +202,8 @@ int stage::happens(const std::string &what, const std::string &text, std::string
     return status;
 }
 
-/// Is the statistics server when the client opens the pipe for its answer: gives what stands below the request.
-int stage::open_file(const char *path, int flags, mode_t mode) {
-    if (server_ < 0 || std::strstr(path, "/stat_client_") == nullptr) {
-        return device_test::open_file(path, flags, mode);
-    }
-    const own_memory all;
+/// Is the statistics server when the client opens the pipe for its answer: lets it hold what stands below the request.
+void stage::serve(const std::string &pipe) {
     io_meta_data_t meta = {};
     accu_get_input_t input = {};
     EXPECT_EQ(read(server_, &meta, sizeof(meta)), static_cast<ssize_t>(sizeof(meta)));
@@ -205,53 +213,60 @@ int stage::open_file(const char *path, int flags, mode_t mode) {
     if (input.accu_type != 0) { asked += " accu_type=" + std::to_string(input.accu_type); }
     happens("asked", asked + text_of("start", input.start_date) + text_of("end", input.end_date), &numbers);
     std::istringstream text(numbers);
-    const int answers = __real_open(path, O_RDWR);
+    std::string bytes;
     for (long value = 0; text >> value;) {
         const auto word = static_cast<std::int32_t>(value);
-        EXPECT_EQ(write(answers, &word, sizeof(word)), static_cast<ssize_t>(sizeof(word)));
+        bytes.append(reinterpret_cast<const char *>(&word), sizeof(word));
     }
-    const int opened = __real_open(path, flags);
-    close(answers);
-    return opened;
+    substitute(pipe, bytes);
 }
 
-/// Runs the phases of a request, and notes their results: the handlers', which the dispatch does not pass on.
-void stage::call(const std::string &request, const std::string &name, dc_args_t *record) {
-    int count = 0;
-    const std::unique_ptr<applet_info, decltype(&std::free)> rows(tarrow_get_module_applets(&count), &std::free);
-    const auto is_it = [&](const applet_info &one) { return name == one.di_modname; };
-    const applet_info row = *std::find_if(rows.get(), rows.get() + count - 1, is_it);
-    const std::map<std::string, tarrow_handler_t *> functions = {
-        {"wlan_get", wlan_get},
-        {"http_share_post_get", http_share_post_get},
-        {"stat_client_main", [](int, dc_args_t *) { return stat_client_main(); }}};
-    const struct {
-        const char *name, *requests;
-        tarrow_handler_t *handler;
-        decltype(&__tarrow_call_module_pre_set_handler) dispatch;
-    } phases[] = {
-        {"pre-set", " set refused ", row.di_handler_pre_set_func, __tarrow_call_module_pre_set_handler},
-        {"post-set", " set refused ", row.di_handler_post_set_func, __tarrow_call_module_post_set_handler},
-        {"pre-get", " get ", row.di_handler_pre_get_func, __tarrow_call_module_pre_get_handler},
-        {"post-get", " get getlist ", row.di_handler_post_get_func, __tarrow_call_module_post_get_handler},
-        {"call", " ", request == "call" ? functions.at(name) : nullptr, nullptr},
-    };
-    const int flags = request == "getlist"                                   ? TARROW_ACTION_GETLIST
-                      : is_one_of(request, " set refused pre-set post-set ") ? TARROW_ACTION_SET
-                                                                             : TARROW_ACTION_GET;
+/// Lets the client do something (tests/client.c), and is the device for it until its result comes; the page or table is
+/// in answer then. end_status says how it ended, should it.
+int stage::tell_client(std::string word, std::string text) {
+    end_status = -1;
+    if (to_client_ == nullptr) {
+        mkfifo("/run/client", 0600);
+        to_client_ = __real_popen((client + " 3> /run/client >> /run/stdout 2>> /run/stderr"s).c_str(), "we");
+        from_client_.open("/run/client");
+    }
+    for (;;) {
+        std::fprintf(to_client_, "%s %s%c", word.c_str(), text.c_str(), 0);
+        std::fflush(to_client_);
+        if (!std::getline(from_client_, text, '\0')) { return end_client(), 0; }
+        word = take_word(text);
+        if (word[0] == '=') { return answer = trim(text), std::atoi(word.c_str() + 1); }
+        const reply told = ask(word.c_str(), text.c_str());
+        word = std::to_string(told.status);
+        text = told.text;
+    }
+}
+
+void stage::end_client() {
+    if (to_client_ == nullptr) { return; }
+    const int status = __real_pclose(std::exchange(to_client_, nullptr));
+    from_client_.close();
+    end_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    EXPECT_LT(end_status, 124) << "the client hangs or has crashed";
+}
+
+/// Runs the phases of a request, and notes their results.
+void stage::make(const std::string &request, const std::string &name) {
+    std::istringstream phases(is_one_of(request, " set refused ") ? "pre-set post-set"
+                              : request == "get"                  ? "pre-get post-get"
+                              : request == "getlist"              ? "post-get"
+                                                                  : request);
     bool is_refused = false;
-    for (const auto &phase : phases) {
-        if (request != phase.name && !is_one_of(request, phase.requests)) { continue; }
+    for (std::string phase; phases >> phase;) {
         fault.is_armed = plan.first != 0;
-        const int result = result_of([&] {
-            return phase.handler != nullptr ? phase.handler(flags, record) : phase.dispatch(&row, flags, record);
-        });
+        const bool is_end = __lsan_disable != nullptr && !expected_.empty() && expected_[0].word == "ends";
+        if (is_end) { __lsan_disable(); } // what a process holds that ends
+        const int result = client != nullptr ? tell_client(phase, name) : result_of(phase, name);
+        if (is_end) { __lsan_enable(); }
         fault.is_armed = false;
         if (end_status >= 0) { happens("ends", std::to_string(end_status), nullptr); }
         is_refused = is_refused || result == -1;
-        if (result != 0 && request != "refused") {
-            seen_.push_back(std::string("result ") + phase.name + " " + std::to_string(result));
-        }
+        if (result != 0 && request != "refused") { seen_.push_back("result " + phase + " " + std::to_string(result)); }
     }
     if (request == "refused" && !is_refused) { seen_.emplace_back("not refused"); }
 }
@@ -259,23 +274,11 @@ void stage::call(const std::string &request, const std::string &name, dc_args_t 
 strings stage::perform(const step &step, const std::function<void(mxml_node_t *page)> &change) {
     for (const fact &given : step.given) { arrange(given); }
     std::string text = step.request.text;
-    const std::string name = take_word(text);
-    const bool is_table = step.request.word == "getlist";
-    const tree page = is_table ? nullptr : parse(unescape(text));
-    const auto table = std::make_unique<dlist_node_t>();
-    if (is_table) {
-        const int columns = dl_get_meta_fields(take_word(text).c_str(), table.get(), '#');
-        dl_variable_to_dlist_alloc(unescape(text).c_str(), table.get(), columns, '#', ' ');
-        for (int i = 0; i < TARROW_DLIST_RECORDS; ++i) { // "~" is an absent one
-            const char *first = table->dn_dlist[i][0];
-            if (first != nullptr && *first == '~') { dl_dlist_delete_record(table.get(), i); }
-        }
-    }
-    dc_args_t record = {TARROW_CB_ARGS_XML, {.dc_subnode = page.get()}, nullptr};
-    if (is_table) { record = {TARROW_CB_ARGS_DLIST, {.dc_dlist = table.get()}, nullptr}; }
-    if (change) { change(page.get()); }
-    const auto content = [&] { return is_table ? text_of(*table) : serialise(page.get()); };
-    const std::string sent = content();
+    const std::string name = take_word(text), asked_for = unescape(text);
+    load(asked_for.c_str());
+    if (change) { change(request_record.dc_type == TARROW_CB_ARGS_XML ? request_record.dc_data.dc_subnode : nullptr); }
+    const std::string sent = answer = content();
+    if (client != nullptr) { tell_client("load", asked_for), taken("/run/stderr"); }
 
     seen_.clear();
     console();
@@ -284,13 +287,13 @@ strings stage::perform(const step &step, const std::function<void(mxml_node_t *p
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     fault = plan;
-    call(step.request.word, name, &record);
+    make(step.request.word, name);
     add_lines(seen_, "console", console());
-    add_lines(seen_, "stdout", testing::internal::GetCapturedStdout());
-    add_lines(seen_, "stderr", testing::internal::GetCapturedStderr());
-    EXPECT_TRUE(step.request.word == "pre-set" || record.dc_opaque == nullptr) << "its file's name is not released";
-    std::free(record.dc_opaque);
-    answer = content();
+    add_lines(seen_, "stdout", testing::internal::GetCapturedStdout() + taken("/run/stdout"));
+    add_lines(seen_, "stderr", testing::internal::GetCapturedStderr() + taken("/run/stderr"));
+    EXPECT_TRUE(step.request.word == "pre-set" || request_record.dc_opaque == nullptr)
+        << "its file's name is not released";
+    if (client == nullptr) { answer = content(); }
     if (answer != sent) { seen_.push_back("-> " + answer); }
     auto now = all_state();
     for (const auto &[key, value] : now) {
@@ -301,7 +304,6 @@ strings stage::perform(const step &step, const std::function<void(mxml_node_t *p
     }
     for (const auto &[key, value] : state_) { seen_.push_back("gone " + key); }
     fs::remove(temporary_file);
-    dl_free_dlist(table.get());
     return seen();
 }
 

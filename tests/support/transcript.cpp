@@ -33,34 +33,15 @@ std::string form_of(const std::string &line) {
     return form;
 }
 
-/// Whether what the modem is sent is one command: no text in it ends it, or begins another one.
-bool is_one_modem_command(const std::string &line) {
-    const std::size_t begin = line.find(" -c ");
-    if (line.rfind("/usr/app/at_chat", 0) != 0 || begin == std::string::npos) { return true; }
-    const std::size_t end = line[begin + 4] == '\'' ? line.rfind('\'') : line.find(' ', begin + 4);
-    bool is_quoted = false, is_one = true;
-    for (const char c : line.substr(begin, end - begin)) {
-        is_quoted = is_quoted != (c == '"');
-        is_one = is_one && static_cast<unsigned char>(c) >= ' ' && c != 127 && (is_quoted || c != ';');
+/// Whether a line sends the modem one command: no text in it ends it, or begins another one, but between quotes.
+bool is_one_modem_command(std::string line) {
+    for (std::size_t begin = 0; (begin = line.find('"')) != std::string::npos;) {
+        const std::size_t end = line.find('"', begin + 1);
+        if (end == std::string::npos) { return false; }
+        line.erase(begin, end + 1 - begin);
     }
-    return is_one && !is_quoted;
-}
-
-/// Reads a file's transcripts; those of a page of the documentation are its blocks of that name.
-void read_file(const fs::path &path, std::vector<transcript> &all) {
-    std::ifstream text(path);
-    bool is_read = path.extension() == ".txt";
-    std::string lines;
-    const auto add = [&] {
-        if (lines.starts_with("== ")) { all.push_back(read_transcript(path.stem(), lines)); }
-        lines.clear();
-    };
-    for (std::string line; std::getline(text, line);) {
-        if (line.starts_with("```")) { is_read = line == "```transcript"; }
-        if (is_read && line.starts_with("== ")) { add(); }
-        if (is_read && !line.starts_with("```") && !line.starts_with("# ")) { lines += line + "\n"; }
-    }
-    add();
+    const auto ends_it = [](unsigned char c) { return c == ';' || std::iscntrl(c) != 0; };
+    return std::none_of(line.begin(), line.end(), ends_it);
 }
 
 } // namespace
@@ -97,6 +78,8 @@ std::string take_word(std::string &text) {
     return word;
 }
 
+namespace {
+
 transcript read_transcript(const std::string &module, const std::string &lines) {
     transcript all = {module, "", std::vector<step>(1)};
     fact *last = nullptr, *last_above = nullptr; // which lines of four blanks, and of two, go on with
@@ -128,6 +111,25 @@ transcript read_transcript(const std::string &module, const std::string &lines) 
     }
     return all;
 }
+
+/// Reads a file's transcripts; those of a page of the documentation are its blocks of that name.
+void read_file(const fs::path &path, std::vector<transcript> &all) {
+    std::ifstream text(path);
+    bool is_read = path.extension() == ".txt";
+    std::string lines;
+    const auto add = [&] {
+        if (lines.starts_with("== ")) { all.push_back(read_transcript(path.stem(), lines)); }
+        lines.clear();
+    };
+    for (std::string line; std::getline(text, line);) {
+        if (line.starts_with("```")) { is_read = line == "```transcript"; }
+        if (is_read && line.starts_with("== ")) { add(); }
+        if (is_read && !line.starts_with("```") && !line.starts_with("# ")) { lines += line + "\n"; }
+    }
+    add();
+}
+
+} // namespace
 
 const std::vector<transcript> &corpus() {
     static const std::vector<transcript> all = [] {
@@ -167,7 +169,8 @@ bool is_harmless(const std::string &event) {
     if (take_word(text) != "$") { return true; }
     const std::string form = form_of(text);
     const auto known = forms.lower_bound(form); // a line that is cut, or lacks a word, has the form of its beginning
-    return !form.empty() && known != forms.end() && known->starts_with(form) && is_one_modem_command(text);
+    return !form.empty() && known != forms.end() && known->starts_with(form) &&
+           (!text.starts_with("/usr/app/at_chat") || is_one_modem_command(text));
 }
 
 std::vector<mxml_node_t *> leaves_of(mxml_node_t *page) {

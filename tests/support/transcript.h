@@ -3,6 +3,7 @@
 
 #include "device.h"
 
+#include <fstream>
 #include <functional>
 
 namespace testing_device {
@@ -31,7 +32,6 @@ std::string unescape(const std::string &raw);
 std::string take_word(std::string &text);
 std::string join(const std::string &word, const std::string &text);
 
-transcript read_transcript(const std::string &module, const std::string &lines);
 /// All transcripts of tests/pages, and the examples in docs/pages.
 const std::vector<transcript> &corpus();
 /// What a step says comes of it, in the form of stage::perform.
@@ -58,16 +58,20 @@ protected:
     memory_fault plan;   // for the next request
     std::string answer;  // the page, or table, after it
 
-    int happens(const std::string &what, const std::string &text, std::string *output) override;
-    int open_file(const char *path, int flags, mode_t mode) override;
+    long happens(const std::string &what, const std::string &text, std::string *output) override;
 
 private:
     void arrange(const fact &given);
-    void call(const std::string &request, const std::string &name, dc_args_t *record);
+    void make(const std::string &request, const std::string &name);
+    int tell_client(std::string word, std::string text);
+    void end_client();
+    void serve(const std::string &pipe);
 
     std::vector<fact> expected_;               // of the request's outcome, and not come yet
     std::map<std::string, std::string> state_; // as what is known explains it
     int server_ = -1;                          // what it reads
+    FILE *to_client_ = nullptr;
+    std::ifstream from_client_;
 };
 
 } // namespace testing_device

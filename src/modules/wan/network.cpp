@@ -139,6 +139,13 @@ void write_inet_address(char *out, const sockaddr &address) {
     write_dotted(out, inet.sin_addr.s_addr);
 }
 
+/// ioctl with a request that is not a constant: some C libraries take it as an int, as POSIX has
+/// it, others as an unsigned long, of which the kernel looks at 32 bits.
+template <typename Request>
+int control(int (*call)(int, Request, ...), int fd, int cmd, ifreq &interface) {
+    return call(fd, static_cast<Request>(static_cast<unsigned int>(cmd)), &interface);
+}
+
 } // namespace
 
 int is_ipv4(const char *p_ip) {
@@ -323,8 +330,7 @@ int get_by_ioctl(int sock_fd, int cmd, const char *p_ifc_name, char *p_parameter
         sock_fd = own.get();
     }
     ifreq request = {};
-    if (!name_interface(request, p_ifc_name) ||
-        ioctl(sock_fd, static_cast<unsigned int>(cmd), &request) < 0) {
+    if (!name_interface(request, p_ifc_name) || control(ioctl, sock_fd, cmd, request) < 0) {
         syslog(wan_log, "get_by_ioctl: ioctl is failed\n");
         return -1;
     }

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # usage: ./run fuzz [SECONDS]
 # Lets the fuzz program look for faults that many seconds, 60 by default. What it finds is reported and kept in
-# build/fuzz/found, new inputs in build/fuzz/corpus. "fuzz/campaign.sh replay", a part of the check, plays a few
+# build/fuzz/found, new inputs in build/fuzz/corpus. "campaign.sh replay", a part of the check, plays a few
 # thousand inputs, always the same ones.
 set -uo pipefail
 BASH_ARGV0=$(readlink -f "$0")
-cd "${0%/*}/.."
+cd "${0%/*}/../.."
 . tools/setup.sh
 [ $# -le 1 ] || refuse "too many words"
 [ "${1-}" = replay ] || { is_number "${1-60}" && ((10#${1-60} > 0)); } || refuse "no number of seconds: '$1'"

@@ -1,7 +1,7 @@
 // The transcripts' requests with one text from anywhere in the place of one of theirs: no text makes the library run
 // anything but what the transcripts tell of, break a page, or lose what it has opened.
 
-#include "../tests/support/transcript.h"
+#include "../support/transcript.h"
 
 #include <cstdint>
 
