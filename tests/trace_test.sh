@@ -12,7 +12,7 @@ trace() { # trace STATE SHOWN WORD...: the lines of which something is shown, wi
     trace ': > /tmp/sim_checking_mutex; (sleep 0.1; rm /tmp/sim_checking_mutex) &' wait \
         set pin_puk '<pin_puk><command>4</command><puk>12345678</puk><new_pin>1234</new_pin></pin_puk>'
     ./run trace get sms capacity.sim | sed -n '1s/^[0-9]*$/the answer/p; s/.* command  \(.*\)(.* ms/\1(T ms/p'
-} 2>&1 | sed 's/ *$//; s/rrow\......./rrow.X/' | diff - <(echo "\
+} 2>&1 | sed '/^run: /d; s/ *$//; s/rrow\......./rrow.X/' | diff - <(echo "\
 ended 0: /usr/app/get_wan_interface.sh
 read : /tmp/wan_ifc
 ended 0: /etc/init.d/get_wan_connection_status.sh ccinet0 1
