@@ -173,8 +173,7 @@ long stage::happens(const std::string &what, const std::string &text, std::strin
         return (line.word == what || (line.word == "!" && what == "$")) && unescape(line.text) == text;
     });
     seen_.push_back(join(known != expected_.end() ? known->word : what, text));
-    EXPECT_LT(seen_.size(), 1000U) << "the request goes on for ever";
-    if (seen_.size() > 2000) { std::abort(); }
+    if (seen_.size() > 1000) { std::abort(); } // it would go on for ever
     if (known == expected_.end()) { return 0; }
     const fact event = *known;
     expected_.erase(known);

@@ -51,7 +51,7 @@ protected:
 
     /// Plays a transcript: what comes of it must be what it tells.
     void play(const transcript &told);
-    /// Makes a step's request, when its page was changed. Gives all that comes of it, a line each.
+    /// Makes a step's request, of whose page something is changed before. Gives all that comes of it, a line each.
     strings perform(const step &step, const std::function<void(mxml_node_t *page)> &change = {});
 
     bool is_live = true; // "!" commands and "do" really run
