@@ -1,0 +1,128 @@
+/* The linker leads the library's calls of these C library functions here (--wrap). */
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "support.h"
+
+int __real_system(const char *line);
+FILE *__real_popen(const char *line, const char *mode);
+int __real_pclose(FILE *stream);
+int __real_mkstemp(char *name);
+
+const char *canned_output;
+static int console[2]; /* a pipe */
+
+__attribute__((constructor)) static void open_console(void) {
+    if (pipe(console) != 0 || fcntl(console[0], F_SETFL, O_NONBLOCK) != 0) {
+        abort();
+    }
+}
+
+void report_console(void) {
+    char text[4096] = "console: ";
+    const size_t start = strlen(text);
+    const ssize_t size = read(console[0], text + start, sizeof text - start - 1);
+    if (size > 0) {
+        text[start + (size_t)size] = '\0';
+        report(text);
+    }
+}
+
+static void report_format(const char *format, ...) {
+    char event[16384];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(event, sizeof event, format, arguments);
+    va_end(arguments);
+    report_console();
+    report(event);
+}
+
+int __wrap_system(const char *line) {
+    report_format("+ %s", line);
+    return canned_output != NULL ? 0 : __real_system(line);
+}
+
+FILE *__wrap_popen(const char *line, const char *mode) {
+    report_format("+ %s", line);
+    if (getenv("POPEN_FAILS") != NULL) {
+        errno = EMFILE;
+        return NULL;
+    }
+    if (canned_output == NULL) {
+        return __real_popen(line, mode);
+    }
+    FILE *stream = tmpfile();
+    fputs(canned_output, stream);
+    rewind(stream);
+    return stream;
+}
+
+int __wrap_pclose(FILE *stream) {
+    return canned_output != NULL ? fclose(stream) : __real_pclose(stream);
+}
+
+int __wrap_nanosleep(const struct timespec *time, struct timespec *left) {
+    static int count;
+    char number[12];
+    (void)left;
+    report_format("wait %ld ms", (long)time->tv_sec * 1000 + time->tv_nsec / 1000000);
+    snprintf(number, sizeof number, "%d", ++count);
+    setenv("WAIT", number, 1);
+    return getenv("MEANWHILE") != NULL ? __real_system(getenv("MEANWHILE")) : 0;
+}
+
+time_t __wrap_time(time_t *out) {
+    const char *seconds = getenv("CLOCK");
+    const time_t now = seconds != NULL ? atol(seconds) : 1795628000;
+    if (out != NULL) {
+        *out = now;
+    }
+    return now;
+}
+
+static const char *log_identity = "tarrow"; /* as the daemon's */
+static int log_facility = LOG_USER;
+
+void __wrap_openlog(const char *identity, int options, int facility) {
+    (void)options;
+    log_identity = identity;
+    log_facility = facility;
+}
+
+void __wrap_syslog(int priority, const char *format, ...) {
+    char line[8192];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    priority |= (priority & LOG_FACMASK) == 0 ? log_facility : 0;
+    report_format("<%d>%s: %s", priority, log_identity, line);
+}
+
+int __wrap_open(const char *path, int flags, ...) {
+    char instead[4200];
+    va_list arguments;
+    va_start(arguments, flags);
+    const int mode = (flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0;
+    va_end(arguments);
+    if (strcmp(path, "/dev/ttyS0") == 0 && access(path, F_OK) == 0) {
+        return dup(console[1]);
+    }
+    snprintf(instead, sizeof instead, "/run/instead%s", path);
+    return openat(AT_FDCWD, access(instead, F_OK) == 0 ? instead : path, flags, mode);
+}
+
+/* The temporary file of a request has one name in all runs. */
+int __wrap_mkstemp(char *name) {
+    return strncmp(name, "/tmp/tarrow.", 12) == 0
+               ? openat(AT_FDCWD, name, O_RDWR | O_CREAT | O_CLOEXEC, 0600)
+               : __real_mkstemp(name);
+}
