@@ -2,23 +2,20 @@
 # nothing to read.
 mass_storage=/sys/devices/platform/usb_mass_storage/lun1/file
 
-stand_ins() { # where they are mounted
-    awk '$4 ~ "/run/when/" { print $5 }' /proc/self/mountinfo
-}
+stand_ins() { awk '$4 ~ "/run/when/" { print $5 }' /proc/self/mountinfo; } # where they are mounted
+end_server() { { kill "$server" && wait "$server"; } 2> /dev/null; }
 
 fresh() { # an empty device: no stand-ins, servers, state files or settings
-    local path
-    for path in $(stand_ins); do umount "$path"; done
+    stand_ins | xargs -r umount
     end_server
     find /tmp /data /mnt/external_sdcard /userfs /run/instead /run/when -mindepth 1 -delete
     mkdir -p /data/panelui /userfs/cfgdb
     : > $mass_storage
-    unset CLOCK MEANWHILE POPEN_FAILS TZ
+    unset MEANWHILE POPEN_FAILS TZ
+    export CLOCK=1795628000
 }
 
-setting() { # MODULE KEY VALUE
-    cfgdb_cmd set "$@"
-}
+setting() { cfgdb_cmd set "$@"; } # MODULE KEY VALUE
 
 file() { # PATH [TEXT]: a file, or what the library reads in the place of the kernel's or the system's; \n is a line end
     local path=$1
@@ -27,9 +24,7 @@ file() { # PATH [TEXT]: a file, or what the library reads in the place of the ke
     printf %b "$2" > "$path"
 }
 
-repeat() { # COUNT TEXT
-    printf "%.0s$2" $(seq "$1")
-}
+repeat() { printf "%.0s$2" $(seq "$1"); } # COUNT TEXT
 
 when() { # PROGRAM [LINE]: what a program of the device does; nothing without a line
     local stand_in=/run/when/${1##*/} target
@@ -44,13 +39,7 @@ when() { # PROGRAM [LINE]: what a program of the device does; nothing without a 
     stand_ins | grep -qx "$1" || mount --bind "$stand_in" "$1"
 }
 
-clock() { # SECONDS: the time of day
-    export CLOCK=$1
-}
-
-meanwhile() { # NUMBER LINE: what happens during the wait of that number
-    export MEANWHILE="[ \$WAIT != $1 ] || $2"
-}
+meanwhile() { export MEANWHILE="[ \$WAIT != $1 ] || $2"; } # NUMBER LINE: what happens during the wait of that number
 
 server() { # ANSWER...: a statistics server, which answers each request with numbers and prints what it was asked
     mkfifo /tmp/stat_server_fifo
@@ -59,55 +48,36 @@ server() { # ANSWER...: a statistics server, which answers each request with num
         read -r operation process size < <(head -c 12 <&5 | od -An -td4)
         interface=$(head -c 16 <&5 | tr -d '\0')
         echo "asked: operation $operation, $interface" $(head -c $((size - 16)) <&5 | od -An -v -td4)
-        bytes=
-        for number in $answer; do
-            number=$(printf %08x $((number & 0xffffffff)))
-            bytes+="\\x${number:6:2}\\x${number:4:2}\\x${number:2:2}\\x${number:0:2}"
-        done
-        printf "$bytes" > "/tmp/stat_client_${process}_fifo" # in one piece
+        perl -e 'print pack "l<*", @ARGV' -- $answer > "/tmp/stat_client_${process}_fifo"
     done &
     server=$!
-}
-
-end_server() {
-    { kill "$server" && wait "$server"; } 2> /dev/null || true
 }
 
 state() { # every file that a request may change, with its text, and every setting
     find /tmp /data /mnt/external_sdcard /userfs $mass_storage -not -path '/userfs/cfgdb*' -not -type p | sort |
         while IFS= read -r path; do
-            text=
-            if [ -L "$path" ]; then
-                text=" -> $(readlink "$path")"
-            elif [ -d "$path" ]; then
-                text=/
-            elif [ -s "$path" ]; then
-                IFS= read -r -d '' text < "$path"
-                text=" ${text@Q}"
-            fi
-            printf '%s\n' "$path$text"
+            text=/ # a folder
+            [ ! -f "$path" ] || { text=$(tr '\0' '?' < "$path" && echo .) && text=${text%.} && text=" ${text@Q}"; }
+            [ ! -L "$path" ] || text=" -> $(readlink "$path")"
+            echo "$path$text"
         done
     cfgdb_cmd list 2> /dev/null # there may be no store
 }
 
-page() { # the program of that name
-    ${EMULATOR-} "$BUILD/page" "$@"
-}
-
-request() { # the page, and what has changed
-    local status=0
+request() { # what the page program prints, a long page in several lines, and what has changed
     state > /run/before
-    page "$@" || status=$?
+    { ${EMULATOR-} "$BUILD/page" "$@" 2>&1 || echo "ends with status $?"; } |
+        sed -E '/^<[a-z]/ { :a; s,((^|\n)[^\n]{90}[^<\n]*(</[^<\n]*)*)(<[^/]),\1\n\4,; ta }'
     state | diff --old-line-format='was %L' --new-line-format='now %L' --unchanged-line-format= /run/before - || true
-    return $status
 }
-get() { request get "$@"; }
-post() { request set "$@"; }
-getlist() { request getlist "$@"; }
-call() { request call "$@"; }
+get() { request pre-get,post-get "$@"; }
+post() { request pre-set,post-set "$@"; }
+getlist() { request post-get "$@"; }
+call() { request "$1" - "$2"; }
+
+./run() { if [ "$1" = sim ]; then "${@:2}"; else tarrow_host "$@"; fi; } # in the examples
 
 unset BASH_ENV
-ln -s "$PROJECT/tests/support/run" run # for the examples
 script=$(cat)
 exec < /dev/null
 eval "$script"

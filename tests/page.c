@@ -1,10 +1,11 @@
-/* Makes one request through the library, as the daemon does, and prints what happens meanwhile.
+/* Makes requests through the library, as the daemon does, and prints what happens meanwhile.
  *
- *   page get|set|pre-get|post-get|pre-set|post-set MODULE XML
- *   page getlist MODULE NAMES [RECORD...]   a table, as in "ssid#channel" "Net#6" "~#Net8"; "~": no
- * record page call OPERATION XML                 an operation that no row of the table names
+ *   page PHASE[,PHASE] MODULE XML              the phases are pre-get, post-get, pre-set and
+ * post-set page PHASE[,PHASE] MODULE NAMES RECORD...  with a table, as in "ssid#channel" "Net#6"
+ * "~#"; "~": no record page call OPERATION XML                    an operation that no row of the
+ * table names
  *
- * "then" begins another request of the same process.  * Each event is a line, as support/support.h
+ * "then" begins another request in the same process. Each event is a line, as support/support.h
  * says. The page or table comes last, when the request has changed it. A line end in a text is \n,
  * another control character \xHH. */
 #include <fcntl.h>
@@ -15,39 +16,57 @@
 #include <unistd.h>
 
 #include "cfgdb.h"
+#include "modules/http_share/http_share_applet.h"
+#include "modules/wlan_settings/wlan_settings_applet.h"
 #include "support/support.h"
 
 static dlist_node_t table;
 
-static void put(char c) {
-    if (c == '\n') {
-        fputs("\\n", stdout);
-    } else if ((unsigned char)c < ' ' || c == 0x7f) {
-        printf("\\x%02x", c);
-    } else {
-        putchar(c);
-    }
-}
-
 void report(const char *event) {
-    while (*event != '\0') {
-        put(*event++);
+    for (; *event != '\0'; ++event) {
+        if (*event == '\n') {
+            fputs("\\n", stdout);
+        } else {
+            putchar(*event);
+        }
     }
     putchar('\n');
 }
 
-/* A long page goes on in the next line, a table has a record in each. */
-static void print(const char *text, int is_table) {
-    for (int column = 1; *text != '\0'; ++column, ++text) {
-        if (is_table ? *text == '\n' : column > 90 && *text == '<' && text[1] != '/') {
-            putchar('\n');
-            column = 1;
+/* Handlers are called by themselves, since the dispatch does not pass on their results. */
+static void run_phases(const char *names, const char *module, dc_args_t *record) {
+    int count = 0;
+    applet_info *rows = tarrow_get_module_applets(&count);
+    const applet_info *row = rows;
+    while (row < rows + count - 1 && strcmp(row->di_modname, module) != 0) {
+        ++row;
+    }
+    const struct {
+        const char *name;
+        tarrow_handler_t *handler;
+        int (*dispatch)(const applet_info *row, int flags, dc_args_t *record);
+    } phases[] = {
+        {"pre-get", row->di_handler_pre_get_func, __tarrow_call_module_pre_get_handler},
+        {"post-get", row->di_handler_post_get_func, __tarrow_call_module_post_get_handler},
+        {"pre-set", row->di_handler_pre_set_func, __tarrow_call_module_pre_set_handler},
+        {"post-set", row->di_handler_post_set_func, __tarrow_call_module_post_set_handler},
+        {"wlan_get", wlan_get, NULL},
+        {"http_share_post_get", http_share_post_get, NULL},
+    };
+    const int flags = record->dc_type == TARROW_CB_ARGS_DLIST ? TARROW_ACTION_GETLIST
+                      : strstr(names, "set") != NULL          ? TARROW_ACTION_SET
+                                                              : TARROW_ACTION_GET;
+    for (size_t i = 0; i < sizeof phases / sizeof phases[0]; ++i) {
+        if (strstr(names, phases[i].name) == NULL) {
+            continue;
         }
-        if (!is_table || *text != '\n') {
-            put(*text);
+        const int result = phases[i].handler != NULL ? phases[i].handler(flags, record)
+                                                     : phases[i].dispatch(row, flags, record);
+        if (result != 0) {
+            printf("%s: %d\n", phases[i].name, result);
         }
     }
-    putchar('\n');
+    free(rows);
 }
 
 static void load_table(const char *names, char **records) {
@@ -56,33 +75,51 @@ static void load_table(const char *names, char **records) {
         strcat(strcat(text, record == records ? "" : "\n"), *record);
     }
     dl_variable_to_dlist_alloc(text, &table, dl_get_meta_fields(names, &table, '#'), '#', '\n');
-    for (char **record = table.dn_dlist[0]; *records != NULL;
-         ++records, record += TARROW_DLIST_FIELDS) {
-        for (int field = 0; **records == '~' && field < TARROW_DLIST_FIELDS; ++field) {
-            free(record[field]);
-            record[field] = NULL;
+    for (int number = 0; records[number] != NULL; ++number) {
+        for (int field = 0; *records[number] == '~' && field < TARROW_DLIST_FIELDS; ++field) {
+            free(table.dn_dlist[number][field]);
+            table.dn_dlist[number][field] = NULL;
         }
     }
 }
 
-/* The names and the records of the table, a line each. */
-static char *text_of_table(void) {
+/* A page, or a table's names and records, a line each. */
+static char *text_of(const dc_args_t *record) {
     static dlist_node_t all;
     char *text = NULL;
+    if (record->dc_type == TARROW_CB_ARGS_XML) {
+        mxmlSetWrapMargin(0);
+        return mxmlSaveAllocString(record->dc_data.dc_subnode, MXML_NO_CALLBACK);
+    }
     memcpy(all.dn_dlist[0], table.dn_meta, sizeof table.dn_meta);
     memcpy(all.dn_dlist[1], table.dn_dlist[0], sizeof table.dn_dlist - sizeof table.dn_dlist[0]);
     dl_dlist_to_variable(&text, &all, '#', '\n');
     return text;
 }
 
-static char *text_of(const dc_args_t *record) {
-    if (record->dc_type == TARROW_CB_ARGS_DLIST) {
-        return text_of_table();
+static void make_request(char **arguments) {
+    const int is_table = *arguments[2] != '<';
+    dc_args_t record = {TARROW_CB_ARGS_DLIST, {.dc_dlist = &table}, NULL};
+    if (is_table) {
+        load_table(arguments[2], arguments + 3);
+    } else {
+        record.dc_type = TARROW_CB_ARGS_XML;
+        record.dc_data.dc_subnode = mxmlLoadString(NULL, arguments[2], MXML_OPAQUE_CALLBACK);
     }
-    mxmlSetWrapMargin(0);
-    char *text = mxmlSaveAllocString(record->dc_data.dc_subnode, MXML_NO_CALLBACK);
-    text[strlen(text) - 1] = '\0'; /* a line end */
-    return text;
+    char *before = text_of(&record);
+    run_phases(arguments[0], arguments[1], &record);
+    char *after = text_of(&record);
+    if (strcmp(before, after) != 0 && is_table) {
+        puts(after);
+    } else if (strcmp(before, after) != 0) {
+        after[strlen(after) - 1] = '\0'; /* a line end */
+        report(after);
+    }
+    free(before);
+    free(after);
+    free(record.dc_opaque);
+    mxmlDelete(is_table ? NULL : record.dc_data.dc_subnode);
+    dl_free_dlist(&table);
 }
 
 static int open_descriptors(void) {
@@ -93,52 +130,17 @@ static int open_descriptors(void) {
     return count;
 }
 
-static void make(char **arguments) {
-    dc_args_t record = {TARROW_CB_ARGS_DLIST, {.dc_dlist = &table}, NULL};
-    if (*arguments[2] == '<') {
-        record.dc_type = TARROW_CB_ARGS_XML;
-        record.dc_data.dc_subnode = mxmlLoadString(NULL, arguments[2], MXML_OPAQUE_CALLBACK);
-    } else {
-        load_table(arguments[2], arguments + 3);
-    }
-    char *before = text_of(&record);
-    if (make_request(arguments[0], arguments[1], &record) != 0) {
-        report("no such module");
-    }
-    report_console();
-    char *after = text_of(&record);
-    if (strcmp(before, after) != 0) {
-        print(after, record.dc_type == TARROW_CB_ARGS_DLIST);
-    }
-    free(before);
-    free(after);
-    free(record.dc_opaque);
-    if (record.dc_type == TARROW_CB_ARGS_XML) {
-        mxmlDelete(record.dc_data.dc_subnode);
-    }
-    dl_free_dlist(&table);
-}
-
 int main(int argc, char **argv) {
     setvbuf(stdout, NULL, _IOLBF, 0); /* the commands print there too */
     alarm(20);                        /* a request that does not end fails */
-    cfgdb_handle_t *store = cfgdb_open("wan");
-    if (store != NULL) {
-        cfgdb_close(store); /* its engine keeps a descriptor from now on */
-    }
+    cfgdb_match__("wan", "", "", ""); /* the store's engine keeps a descriptor from now on */
     const int before = open_descriptors();
-    for (int first = 1, last = 1; last < argc; first = ++last) {
-        while (last < argc && strcmp(argv[last], "then") != 0) {
-            ++last;
+    for (int first = 1, end = 1; end < argc; first = ++end) {
+        while (end < argc && strcmp(argv[end], "then") != 0) {
+            ++end;
         }
-        if (last - first < 3) {
-            fputs(
-                "usage: page get|set|PHASE|getlist|call MODULE XML|NAMES [RECORD...] [then ...]\n",
-                stderr);
-            return 2;
-        }
-        argv[last] = NULL;
-        make(argv + first);
+        argv[end] = NULL;
+        make_request(argv + first);
     }
     if (open_descriptors() != before) {
         report("a descriptor is left open, or closed");

@@ -17,23 +17,6 @@ int __real_pclose(FILE *stream);
 int __real_mkstemp(char *name);
 
 const char *canned_output;
-static int console[2]; /* a pipe */
-
-__attribute__((constructor)) static void open_console(void) {
-    if (pipe(console) != 0 || fcntl(console[0], F_SETFL, O_NONBLOCK) != 0) {
-        abort();
-    }
-}
-
-void report_console(void) {
-    char text[4096] = "console: ";
-    const size_t start = strlen(text);
-    const ssize_t size = read(console[0], text + start, sizeof text - start - 1);
-    if (size > 0) {
-        text[start + (size_t)size] = '\0';
-        report(text);
-    }
-}
 
 static void report_format(const char *format, ...) {
     char event[16384];
@@ -41,7 +24,6 @@ static void report_format(const char *format, ...) {
     va_start(arguments, format);
     vsnprintf(event, sizeof event, format, arguments);
     va_end(arguments);
-    report_console();
     report(event);
 }
 
@@ -80,12 +62,8 @@ int __wrap_nanosleep(const struct timespec *time, struct timespec *left) {
 }
 
 time_t __wrap_time(time_t *out) {
-    const char *seconds = getenv("CLOCK");
-    const time_t now = seconds != NULL ? atol(seconds) : 1795628000;
-    if (out != NULL) {
-        *out = now;
-    }
-    return now;
+    (void)out; /* the library wants none */
+    return atol(getenv("CLOCK"));
 }
 
 static const char *log_identity = "tarrow"; /* as the daemon's */
@@ -113,11 +91,14 @@ int __wrap_open(const char *path, int flags, ...) {
     va_start(arguments, flags);
     const int mode = (flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0;
     va_end(arguments);
-    if (strcmp(path, "/dev/ttyS0") == 0 && access(path, F_OK) == 0) {
-        return dup(console[1]);
-    }
     snprintf(instead, sizeof instead, "/run/instead%s", path);
-    return openat(AT_FDCWD, access(instead, F_OK) == 0 ? instead : path, flags, mode);
+    const int is_replaced = access(instead, F_OK) == 0;
+    if (strcmp(path, "/dev/ttyS0") == 0 && !is_replaced) {
+        fputs("console: ", stdout);
+        fflush(stdout);
+        return dup(STDOUT_FILENO);
+    }
+    return openat(AT_FDCWD, is_replaced ? instead : path, flags, mode);
 }
 
 /* The temporary file of a request has one name in all runs. */

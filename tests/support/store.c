@@ -1,5 +1,5 @@
-/* The settings store of a build that has none: the device's own one, through cfgdb_cmd. A handle is
- * the module's name. */
+/* The settings store of a build that has none: the device's own, through cfgdb_cmd. A handle is the
+ * module's name. */
 #include "cfgdb.h"
 
 #include <stdio.h>
@@ -10,12 +10,13 @@
 FILE *__real_popen(const char *line, const char *mode);
 int __real_pclose(FILE *stream);
 
-static char *run(const char *line, cfgdb_handle_t *handle, const qstr_t *key, const char *value) {
+static char *run(const char *action, cfgdb_handle_t *handle, const qstr_t *key, const char *value) {
     char text[8192];
     setenv("STORE_MODULE", (char *)handle, 1);
     setenv("STORE_KEY", (char *)key->name, 1);
     setenv("STORE_VALUE", value, 1);
-    FILE *stream = __real_popen(line, "r");
+    snprintf(text, sizeof text, "cfgdb_cmd %s 2> /dev/null", action);
+    FILE *stream = __real_popen(text, "r");
     const size_t length = fread(text, 1, sizeof text - 1, stream);
     text[length > 0 ? length - 1 : 0] = '\0'; /* without the line end */
     return __real_pclose(stream) == 0 ? strdup(text) : NULL;
@@ -32,7 +33,7 @@ int cfgdb_close(cfgdb_handle_t *handle) {
 }
 
 char *cfgdb_get(cfgdb_handle_t *handle, const qstr_t *key) {
-    return run("cfgdb_cmd get \"$STORE_MODULE\" \"$STORE_KEY\" 2> /dev/null", handle, key, "");
+    return run("get \"$STORE_MODULE\" \"$STORE_KEY\"", handle, key, "");
 }
 
 int cfgdb_get_int(cfgdb_handle_t *handle, const qstr_t *key) {
@@ -43,14 +44,14 @@ int cfgdb_get_int(cfgdb_handle_t *handle, const qstr_t *key) {
 }
 
 int cfgdb_set(cfgdb_handle_t *handle, const qstr_t *key, const qstr_t *value) {
-    free(run("cfgdb_cmd set \"$STORE_MODULE\" \"$STORE_KEY\" \"$STORE_VALUE\"", handle, key,
+    free(run("set \"$STORE_MODULE\" \"$STORE_KEY\" \"$STORE_VALUE\"", handle, key,
              (char *)value->name));
     return 0;
 }
 
 int cfgdb_set_int(cfgdb_handle_t *handle, const qstr_t *key, int value) {
     char digits[12];
-    const qstr_t text = {(unsigned int)snprintf(digits, sizeof digits, "%d", value),
-                         (unsigned char *)digits};
+    snprintf(digits, sizeof digits, "%d", value);
+    const qstr_t text = {(unsigned int)strlen(digits), (unsigned char *)digits};
     return cfgdb_set(handle, key, &text);
 }
