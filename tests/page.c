@@ -8,7 +8,6 @@
  * "then" begins another request in the same process. Each event is a line, as support/support.h
  * says. The page or table comes last, when the request has changed it. A line end in a text is \n,
  * another control character \xHH. */
-#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -120,14 +119,6 @@ static void make_request(char **arguments) {
     free(record.dc_opaque);
     mxmlDelete(is_table ? NULL : record.dc_data.dc_subnode);
     dl_free_dlist(&table);
-}
-
-static int open_descriptors(void) {
-    int count = 0;
-    for (int fd = 0; fd < 256; ++fd) {
-        count += fcntl(fd, F_GETFD) >= 0;
-    }
-    return count;
 }
 
 int main(int argc, char **argv) {
