@@ -15,7 +15,7 @@ if [ "$preset" = client ]; then
 fi
 case $preset in
 i386) # where the kernel runs no such programs, they are emulated, but for what needs the state of a real link
-    build/i386/cfgdb_cmd --help > /dev/null 2>&1 || exec device/boot qemu-i386 build/i386/tarrow_tests \
+    device/boot build/i386/cfgdb_cmd --help > /dev/null 2>&1 || exec device/boot qemu-i386 build/i386/tarrow_tests \
         --gtest_filter='-wan.*thernet*:network_test.interfaces*:memory.*:posted.*' "$@" ;;&
 release | i386) # the long sweeps are made with the sanitizers
     exec device/boot --build "build/$preset" "build/$preset/tarrow_tests" --gtest_filter='-memory.*:posted.*' "$@"
