@@ -1,4 +1,5 @@
 # Sourced by run, check and the tools, in the project's folder: installs missing Debian packages, builds quietly.
+[ -e /proc/self/fd/0 ] || exec < /dev/null # it may be closed
 . device/image/sim/help
 . tools/jobs.sh
 
