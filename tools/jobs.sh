@@ -1,6 +1,7 @@
 # Sourced by setup.sh: work that ends as a whole, and lines that say how far it has come.
 
-say() { echo "${0##*/}: $*" >&2; }
+say() { echo "$me: $*" >&2; }
+me=${TARROW_NAME:-${0##*/}} # the command that the user has typed
 fail() { say "$@"; exit 1; }
 
 # together COMMAND... runs a command, or a function, in a process group of its own. When this shell is interrupted,
@@ -60,7 +61,7 @@ end_group() {
 progress_next=10
 progress() {
     if [ -t 2 ]; then
-        printf '\r\033[K\033[?7l%s\033[?7h' "${0##*/}: $*" >&2 # never more than a line
+        printf '\r\033[K\033[?7l%s\033[?7h' "$me: $*" >&2 # never more than a line
     elif ((SECONDS >= progress_next)); then
         say "$@"
         progress_next=$((SECONDS + 10))

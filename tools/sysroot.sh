@@ -16,14 +16,17 @@ esac
 root=$PWD/build/sysroot/$1
 [ "$(cat "$root/.packages" 2> /dev/null)" != "$packages" ] || exit 0
 
-# The compiler's own start files and routines are gcc's; the C library's folder is the linker's own here. The root is
-# two folders up from libmxml's source: its full name may hold blanks, which no CC can.
+# The compiler's own start files and routines are gcc's; the C library's folder is the linker's own here. libmxml is
+# built in a folder of its own: configure fails where a name holds a blank or a quote.
 build_for_musl() {
-    local libgcc compile="clang --target=$target --sysroot=../.. -fuse-ld=lld -static-libgcc -Wno-unused-command-line-argument"
+    local libgcc folder compile="clang --target=$target --sysroot=root -fuse-ld=lld -static-libgcc -Wno-unused-command-line-argument"
     libgcc=$(dirname "$($gcc -print-libgcc-file-name)")
     cp -r "$root"/usr/include/*-linux-*/. "$root/usr/include"
     cp -r "$root"/usr/lib/*-linux-musl*/. "$libgcc"/{crtbegin*.o,crtend*.o,libgcc*.a} "$root/usr/lib"
-    cd mxml-*
+    folder=$(mktemp -d)
+    cp -r mxml-*/. "$folder"
+    cd "$folder"
+    ln -s "$root" root
     ./configure --host="${target/musl/gnu}" --prefix=/usr CC="$compile" CFLAGS=-Os
     make libmxml.so.1.6
     cp -d libmxml.so* "$root/usr/lib"
@@ -31,6 +34,7 @@ build_for_musl() {
         $compile -shared -nostdlib -Wl,-soname,libcfgdb.so -x c - -o "$root/usr/lib/libcfgdb.so"
     install -D -m 644 mxml.h -t "$root/usr/include"
     install -D -m 644 mxml.pc -t "$root/usr/lib/pkgconfig"
+    rm -r "$folder"
 }
 
 rm -rf "$root"

@@ -9,9 +9,7 @@ cd "${0%/*}/../.."
 . tools/setup.sh
 [ $# -le 1 ] || refuse "too many words"
 [ "${1-}" = replay ] || { is_number "${1-60}" && ((10#${1-60} > 0)); } || refuse "no number of seconds: '$1'"
-need_build_tools
-need clang libclang-rt-dev
-[ "${1-}" = replay ] || need llvm # names the lines of what is found
+need_build_tools clang libclang-rt-dev llvm # which names the lines of what is found
 build release && build fuzz fuzz_requests || exit 1 # the one has the device's stand-ins
 mkdir -p build/fuzz/{corpus,found}
 # The words of the library's source, and what means something to a shell.
