@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
-# Runs a build's tests inside the simulated device: run_tests.sh PRESET [ARGUMENT...]
-# run_tests.sh client PRESET [ARGUMENT...] plays the transcripts with the release build's tests, and calls that build's
+# usage: tests/run_tests.sh PRESET [ARGUMENT...] | client PRESET [ARGUMENT...]
+# Runs a build's tests inside the simulated device; arguments as GoogleTest takes them. "client PRESET" plays the transcripts with the release build's tests, and calls that build's
 # library in a process of its own (tests/client.c).
 set -eu
-cd "$(dirname "$0")/.."
+BASH_ARGV0=$(readlink -f "$0")
+cd "${0%/*}/.."
+. tools/setup.sh
+case "${1-} ${2-}" in ' ' | 'client ') refuse "which preset?" ;; esac
 preset=$1
 shift
 if [ "$preset" = client ]; then
-    . tools/setup.sh
     build "$1" tarrow_client
     case $1 in *armhf) emulator="qemu-arm " left_out=:wan.*thernet* ;; esac
     export TARROW_CLIENT="timeout 60 ${emulator-}build/$1/tarrow_client"
