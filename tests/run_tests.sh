@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # usage: tests/run_tests.sh PRESET [ARGUMENT...] | client PRESET [ARGUMENT...]
-# Runs a build's tests inside the simulated device; arguments as GoogleTest takes them. "client PRESET" plays the transcripts with the release build's tests, and calls that build's
-# library in a process of its own (tests/client.c).
+# Runs a build's tests inside the simulated device; arguments are GoogleTest's. "client PRESET" plays the transcripts
+# with the release build's tests, and calls that build's library in a process of its own (tests/client.c).
 set -eu
 BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/.."
