@@ -125,7 +125,7 @@ int main(int argc, char **argv) {
     bench::register_share();
     best_times times;
     if (benchmark::RunSpecifiedBenchmarks(&times) == 0) {
-        return 2; // the filter matches none
+        return 2; // the filter matches none, which the library has said
     }
     for (int round = 1; round < rounds && !exceeding(times).empty(); ++round) {
         benchmark::RunSpecifiedBenchmarks(&times, exceeding(times));

@@ -6,15 +6,12 @@
 //
 // What the library counts on (examples/daemon.c shows a daemon's whole way):
 // - Pages are loaded with MXML_OPAQUE_CALLBACK, so that each posted text is one opaque node.
-// Handlers
-//   add nodes below elements of dc_subnode and move its elements; the tree with all of them is the
-//   daemon's, which deletes it.
+//   Handlers add nodes below elements of dc_subnode and move its elements; the tree with all of
+//   them is the daemon's, which deletes it.
 // - What an operation gives away, and what a table owns, is released with free of the C library
-// that
-//   this library is linked to.
+//   that this library is linked to.
 // - One thread calls at a time: get_mac_from_ip, device_management and the statistics keep state,
-// and
-//   openlog's identity and signal masks are the process's.
+//   and openlog's identity and signal masks are the process's.
 // - Commands run through system() and popen(): SIGCHLD is not ignored meanwhile, and nobody else
 //   waits for any child.
 // - get_device_date ends the process with exit(1) when there is no date to show.

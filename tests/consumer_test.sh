@@ -2,10 +2,10 @@
 # A C daemon against an installed tree, with what pkg-config says and nothing else: consumer_test.sh BUILD-FOLDER
 set -eu
 cd "$(dirname "$0")/.."
-stage=$PWD/$1/stage
+stage=$1/stage
 rm -rf "$stage"
-cmake --install "$1" --prefix "$stage" > /dev/null
-cmake --install "$1" --prefix "$stage" --component store > /dev/null
+cmake --install "$1" --prefix "$PWD/$stage" > /dev/null
+cmake --install "$1" --prefix "$PWD/$stage" --component store > /dev/null
 library=$(dirname "$(find "$stage" -name libtarrow_modules.so)")
 export PKG_CONFIG_PATH=$library/pkgconfig
 strict="-Wall -Wextra -Wpedantic -Werror"

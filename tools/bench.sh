@@ -7,8 +7,7 @@ BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/.."
 . tools/setup.sh
 for option; do [[ $option == --benchmark_*=* ]] || refuse "no option of the benchmarks: '$option'"; done
-need_build_tools
-need binutils
+need_build_tools binutils
 build release tarrow_bench tarrow_probe cfgdb_cmd tarrow_host stat_server
 status=0
 together device/boot build/release/tarrow_bench "$@" < /dev/null || status=$?

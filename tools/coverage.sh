@@ -7,8 +7,7 @@ BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/.."
 . tools/setup.sh
 for option; do [[ $option == --gtest_*=* ]] || refuse "no option of the tests: '$option'"; done
-need_build_tools
-need clang llvm libclang-rt-dev
+need_build_tools clang llvm libclang-rt-dev
 build coverage tarrow_tests tarrow_modules
 log=build/coverage.tests.log
 # The device can write nothing outside: it sends what was counted through its standard output.

@@ -38,7 +38,7 @@ serve_device() {
     local boot=(device/boot) program=$PWD/build/release/tarrow_web
     if is_up; then boot+=(--enter "$device_process"); fi
     say "the device in a browser, until Ctrl-C:"
-    together "$program" listen "$1" "${boot[@]}" "$program" serve "$PWD" || {
+    together "$program" listen "$1" "${boot[@]}" /project/build/release/tarrow_web serve /project || {
         local status=$?
         [ $status != 137 ] || say "the device has ended"
         return $status

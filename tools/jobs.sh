@@ -1,26 +1,47 @@
 # Sourced by setup.sh: work that ends as a whole, and lines that say how far it has come.
 
-say() { echo "${0##*/}: $*" >&2; }
+say() { echo "$me: $*" >&2; }
+me=${TARROW_NAME:-${0##*/}} # the command that the user has typed
 fail() { say "$@"; exit 1; }
 
 # together COMMAND... runs a command, or a function, in a process group of its own. When this shell is interrupted,
-# told to end or loses its terminal, the group ends at once, and this shell by the same signal. What is started within
-# belongs to the same group.
+# told to end or loses its terminal, the group ends at once, and this shell by the same signal. When this shell is
+# killed, the group ends too: it reads the end of a pipe that only this shell writes to. What the group starts belongs to
+# the group.
 together() {
     if [ -n "${TARROW_GROUP-}" ]; then
         "$@"
         return
     fi
-    local group= signal status
+    local group= signal status lifeline
+    exec {lifeline}<> <(:)
     for signal in INT QUIT TERM HUP; do trap "end_group \"\$group\" $signal" $signal; done
     trap 'kill -STOP -- "-$group"; kill -STOP $$; kill -CONT -- "-$group"' TSTP
     set -m
-    TARROW_GROUP=1 "$@" <&0 &
+    lead_group "$@" <&0 &
     group=$!
     set +m
-    while status=0; wait "$group" || status=$?; [ $status -gt 128 ] && kill -0 "$group" 2> /dev/null; do :; done
+    while status=0; wait "$group" 2> /dev/null || status=$?; [ $status -gt 128 ] && kill -0 "$group" 2> /dev/null; do :; done
     trap - INT QUIT TERM HUP TSTP
+    echo over >&$lifeline
+    exec {lifeline}>&-
     return $status
+}
+lead_group() {
+    local watched
+    exec {watched}< /dev/fd/$lifeline {lifeline}>&-
+    watch_group < /dev/null &> /dev/null &
+    exec {watched}<&-
+    TARROW_GROUP=1 "$@"
+}
+
+watch_group() {
+    trap '' HUP # of a group that was stopped
+    if read -r -u $watched; then return; fi
+    trap '' TERM
+    kill -TERM 0 # for ninja, whose compilers have groups of their own
+    sleep 1
+    kill -KILL 0
 }
 
 # end_group GROUP SIGNAL: programs that tidy up, or have groups of their own to end, get two seconds for it.
@@ -40,7 +61,7 @@ end_group() {
 progress_next=10
 progress() {
     if [ -t 2 ]; then
-        printf '\r\033[K\033[?7l%s\033[?7h' "${0##*/}: $*" >&2 # never more than a line
+        printf '\r\033[K\033[?7l%s\033[?7h' "$me: $*" >&2 # never more than a line
     elif ((SECONDS >= progress_next)); then
         say "$@"
         progress_next=$((SECONDS + 10))

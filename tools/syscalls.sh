@@ -9,8 +9,7 @@ BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/.."
 . tools/setup.sh
 [ $# = 0 ] || [ "$*" = --calls ] || refuse "unknown option '$1'"
-need_build_tools
-need strace
+need_build_tools strace
 build release tarrow_probe cfgdb_cmd tarrow_host stat_server
 together device/boot sh -c '
     strace -o /var/calls build/release/tarrow_probe calls bench/requests.txt > /var/out 2>&1 || {

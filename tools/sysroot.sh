@@ -16,13 +16,17 @@ esac
 root=$PWD/build/sysroot/$1
 [ "$(cat "$root/.packages" 2> /dev/null)" != "$packages" ] || exit 0
 
-# The compiler's own start files and routines are gcc's; the C library's folder is the linker's own here.
+# The compiler's own start files and routines are gcc's; the C library's folder is the linker's own here. libmxml is
+# built in a folder of its own: configure fails where a name holds a blank or a quote.
 build_for_musl() {
-    local libgcc compile="clang --target=$target --sysroot=$root -fuse-ld=lld -static-libgcc -Wno-unused-command-line-argument"
+    local libgcc folder compile="clang --target=$target --sysroot=root -fuse-ld=lld -static-libgcc -Wno-unused-command-line-argument"
     libgcc=$(dirname "$($gcc -print-libgcc-file-name)")
     cp -r "$root"/usr/include/*-linux-*/. "$root/usr/include"
     cp -r "$root"/usr/lib/*-linux-musl*/. "$libgcc"/{crtbegin*.o,crtend*.o,libgcc*.a} "$root/usr/lib"
-    cd mxml-*
+    folder=$(mktemp -d)
+    cp -r mxml-*/. "$folder"
+    cd "$folder"
+    ln -s "$root" root
     ./configure --host="${target/musl/gnu}" --prefix=/usr CC="$compile" CFLAGS=-Os
     make libmxml.so.1.6
     cp -d libmxml.so* "$root/usr/lib"
@@ -30,22 +34,23 @@ build_for_musl() {
         $compile -shared -nostdlib -Wl,-soname,libcfgdb.so -x c - -o "$root/usr/lib/libcfgdb.so"
     install -D -m 644 mxml.h -t "$root/usr/include"
     install -D -m 644 mxml.pc -t "$root/usr/lib/pkgconfig"
+    rm -r "$folder"
 }
 
 rm -rf "$root"
 mkdir -p "$root/usr/lib" "$root"/.apt/{archives/partial,lists/partial,sources}
 ln -s usr/lib "$root/lib"
 cd "$root/.apt"
-options="-qq -o APT::Architecture=$architecture -o APT::Architectures=$architecture -o APT::Sandbox::User= -o Dir::State=$PWD
-    -o Dir::State::status=/dev/null -o Dir::Cache=$PWD -o Acquire::Languages=none"
+options=(-qq -o "APT::Architecture=$architecture" -o "APT::Architectures=$architecture" -o APT::Sandbox::User=
+    -o "Dir::State=$PWD" -o Dir::State::status=/dev/null -o "Dir::Cache=$PWD" -o Acquire::Languages=none)
 if [ -n "$gcc" ]; then # the machine's own sources, with their source packages
     find /etc/apt -maxdepth 2 \( -name '*.list' -o -name '*.sources' \) -exec cp -t sources {} +
     sed -i 's/^Types:.*/Types: deb deb-src/; s/^deb \(.*\)/&\ndeb-src \1/' sources/*.*
-    options+=" -o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts=$PWD/sources"
+    options+=(-o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$PWD/sources")
 fi
-apt-get $options update || true # a list that cannot be had now may not be needed: the download tells
-apt-get $options download ${packages%mxml=*}
-[ -z "$gcc" ] || apt-get $options source "${packages##* }"
+apt-get "${options[@]}" update || true # a list that cannot be had now may not be needed: the download tells
+apt-get "${options[@]}" download ${packages%mxml=*}
+[ -z "$gcc" ] || apt-get "${options[@]}" source "${packages##* }"
 for package in *.deb; do
     dpkg-deb --fsys-tarfile "$package" | tar -x -C "$root" --no-same-owner --keep-directory-symlink
 done

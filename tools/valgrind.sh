@@ -10,8 +10,7 @@ BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/.."
 . tools/setup.sh
 for option; do [[ $option == --gtest_*=* ]] || refuse "no option of the tests: '$option'"; done
-need_build_tools
-need valgrind
+need_build_tools valgrind
 build debug tarrow_tests
 leaks=definite,indirect,possible
 log=build/valgrind.log

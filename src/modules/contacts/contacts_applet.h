@@ -15,10 +15,11 @@ extern "C" {
 int contacts_post_set(int flags, dc_args_t *dc);
 
 // (archive) Writes ("deleted" is 0, or no number) or deletes (1) the phone-book entry of the first
-// "Item" below "sim_contacts_list". 0, also for another value of "deleted"; -1, and no command
-// runs, when an element is missing or empty, the values are longer than 56 characters together (59
-// of a record to delete), or one of them would end the modem's command or begin another: it holds a
-// control character, a ";" outside double quotes of its own, or a double quote that does not close.
+// "Item" below "sim_contacts_list". The values reach the modem exactly as posted, double quotes
+// included. 0, also for another value of "deleted"; -1, and no command runs, when an element is
+// missing or empty, the values are longer than 56 characters together (59 of a record to delete),
+// or one of them would end the modem's command or begin another: it holds a control character, a
+// ";" outside double quotes of its own, or a double quote that does not close.
 int contacts_xml_set(mxml_node_t *root);
 
 #ifdef __cplusplus

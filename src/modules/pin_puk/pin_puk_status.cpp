@@ -4,7 +4,8 @@
 #include "pin_puk_applet.h"
 
 #include <array>
-#include <cstdio>
+#include <cstring>
+#include <initializer_list>
 #include <sys/stat.h>
 #include <syslog.h>
 
@@ -40,6 +41,26 @@ bool read_reply(reply_text &reply) {
     return tarrow::read_text(tarrow::scratch_file, reply.data(), reply.size()).has_value();
 }
 
+/// Reads the numbers after the name that a reply begins with, parted by commas. The first that is
+/// no number ends the reading; it and those behind it stay as they were.
+void read_numbers(const char *reply, const char *name, std::initializer_list<int *> numbers) {
+    const std::size_t length = std::strlen(name);
+    const char *text = std::strncmp(reply, name, length) == 0 ? reply + length : "";
+    for (int *number : numbers) {
+        const auto value = tarrow::parse_number(text);
+        if (!value) {
+            return;
+        }
+        *number = *value;
+        text += std::strspn(text, " \t\n\v\f\r+-");
+        text += std::strspn(text, "0123456789");
+        if (*text != ',') {
+            return;
+        }
+        ++text;
+    }
+}
+
 void keep(const char *path, int value) {
     if (value != -1) {
         tarrow::write_number(path, value);
@@ -53,7 +74,7 @@ bool tarrow::read_lock_state(int *enabled) {
     if (!read_reply(reply)) {
         return false;
     }
-    std::sscanf(reply.data(), "+CLCK: %9d", enabled);
+    read_numbers(reply.data(), "+CLCK:", {enabled});
     return true;
 }
 
@@ -66,8 +87,8 @@ void pin_puk_info_get_attempts(pin_puk_info *info) {
     }
     int pin2_attempts = -1;
     int puk2_attempts = -1;
-    std::sscanf(reply.data(), "*PINCNT:(%9d,%9d,%9d,%9d)", &info->pin_attempts, &pin2_attempts,
-                &info->puk_attempts, &puk2_attempts);
+    read_numbers(reply.data(), "*PINCNT:(",
+                 {&info->pin_attempts, &pin2_attempts, &info->puk_attempts, &puk2_attempts});
     unlink(tarrow::scratch_file);
     syslog(LOG_DEBUG, "Get the format data of PINCNT:%d,%d,%d,%d\n", info->pin_attempts,
            pin2_attempts, info->puk_attempts, puk2_attempts);
