@@ -66,7 +66,7 @@ state() { # every file that a request may change, with its text, and every setti
 
 request() { # what the page program prints, a long page in several lines, and what has changed
     state > /run/before
-    { ${EMULATOR-} "$BUILD/page" "$@" 2>&1 || echo "ends with status $?"; } |
+    { $EMULATOR "$BUILD/page" "$@" 2>&1 || echo "ends with status $?"; } |
         sed -E '/^<[a-z]/ { :a; s,((^|\n)[^\n]{90}[^<\n]*(</[^<\n]*)*)(<[^/]),\1\n\4,; ta }'
     state | diff --old-line-format='was %L' --new-line-format='now %L' --unchanged-line-format= /run/before - || true
 }
