@@ -19,7 +19,7 @@ mkdir -p build/fuzz/{corpus,found}
 campaign() {
     local log=build/fuzz/log options=(-timeout=20 -rss_limit_mb=2048 -print_funcs=0 -dict=build/fuzz/words.txt
         -max_len=2048 -print_final_stats=1 -artifact_prefix=/var/fuzz/found/)
-    if [ "${1-}" = replay ]; then options+=(-runs=3000 -seed=1); else options+=(-max_total_time="${1:-60}" -use_value_profile=1); fi
+    if [ "${1-}" = replay ]; then options+=(-runs=10000 -seed=1); else options+=(-max_total_time="${1:-60}" -use_value_profile=1); fi
     # The device is private: what is new comes out of it in one piece. Its standard error tells how far it has come.
     device/boot sh -c 'mkdir -p /var/fuzz/corpus /var/fuzz/found
         "$@" /var/fuzz/corpus build/fuzz/corpus build/fuzz/found > /var/fuzz/log 2>&1 &
