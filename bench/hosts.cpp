@@ -7,7 +7,7 @@
 #include <strings.h>
 
 #include "../src/modules/device_management/connected_hosts.h"
-#include "../src/support/dlist.h"
+#include "../src/support/table_entries.h"
 
 namespace {
 

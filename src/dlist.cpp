@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "support/dlist.h"
+#include "support/table_entries.h"
 #include "support/xml.h"
 
 using tarrow::leading_entries;

@@ -43,9 +43,9 @@ bool execute(sqlite3 *db, const char *sql) {
 }
 
 statement prepare(sqlite3 *db, const char *sql) {
-    sqlite3_stmt *made = nullptr;
-    sqlite3_prepare_v2(db, sql, -1, &made, nullptr);
-    return statement(made);
+    sqlite3_stmt *prepared = nullptr;
+    sqlite3_prepare_v2(db, sql, -1, &prepared, nullptr);
+    return statement(prepared);
 }
 
 void bind(const statement &query, int parameter, const qstr_t &text) {
@@ -128,12 +128,14 @@ struct connection {
     bool is_reusable;
 };
 
-std::atomic<connection *> inherited = nullptr; // the parent process's, which is not to be touched
+// The parent process's connection, which a child must not use. It stays referenced here, so that a
+// leak checker does not count it as lost.
+std::atomic<connection *> parent_connection = nullptr;
 
 struct close_connection {
     void operator()(connection *c) const {
         if (c->process != getpid()) {
-            inherited = c; // so that it does not count as lost
+            parent_connection = c;
             return;
         }
         sqlite3_close(c->db);
@@ -142,31 +144,31 @@ struct close_connection {
 };
 using connection_owner = std::unique_ptr<connection, close_connection>;
 
-std::atomic<connection *> waiting = nullptr; // for the next handle
+std::atomic<connection *> idle_connection = nullptr; // the next handle reuses it
 
 connection_owner connect(const char *file) {
     const bool is_device_file = std::strcmp(file, cfgdb_default_backend) == 0;
     struct stat status = {};
     if (is_device_file) {
-        connection_owner old(waiting.exchange(nullptr));
+        connection_owner old(idle_connection.exchange(nullptr));
         if (old && old->process == getpid() && stat(file, &status) == 0 &&
             status.st_dev == old->device && status.st_ino == old->inode) {
             return old;
         }
     }
-    connection_owner made(static_cast<connection *>(std::calloc(1, sizeof(connection))));
-    if (!made) {
+    connection_owner created(static_cast<connection *>(std::calloc(1, sizeof(connection))));
+    if (!created) {
         return nullptr;
     }
-    made->process = getpid();
-    made->db = open_database(file, SQLITE_OPEN_CREATE).release();
-    if (made->db == nullptr) {
+    created->process = getpid();
+    created->db = open_database(file, SQLITE_OPEN_CREATE).release();
+    if (created->db == nullptr) {
         return nullptr;
     }
-    made->is_reusable = is_device_file && stat(file, &status) == 0;
-    made->device = status.st_dev;
-    made->inode = status.st_ino;
-    return made;
+    created->is_reusable = is_device_file && stat(file, &status) == 0;
+    created->device = status.st_dev;
+    created->inode = status.st_ino;
+    return created;
 }
 
 sqlite3 *database_of(const cfgdb_handle_t *handle) {
@@ -179,7 +181,7 @@ constexpr short pending = 1; // values are kept in temp.pending
 constexpr short failed = -1; // a value could not be kept: the close stores none
 
 /// Keeps a value with its handle.
-bool keep_pending(cfgdb_handle_t &handle, const qstr_t &key, const qstr_t &value) {
+bool add_pending(cfgdb_handle_t &handle, const qstr_t &key, const qstr_t &value) {
     sqlite3 *db = database_of(&handle);
     if (handle.cfgdbh_dirty == clean &&
         !execute(db, "PRAGMA temp_store = MEMORY; CREATE TEMP TABLE IF NOT EXISTS pending"
@@ -275,7 +277,7 @@ int cfgdb_set(cfgdb_handle_t *handle, const qstr_t *key, const qstr_t *value) {
         value == nullptr || value->name == nullptr) {
         return -1;
     }
-    if (handle->cfgdbh_dirty == failed || !keep_pending(*handle, *key, *value)) {
+    if (handle->cfgdbh_dirty == failed || !add_pending(*handle, *key, *value)) {
         handle->cfgdbh_dirty = failed;
         return -1;
     }
@@ -304,7 +306,7 @@ int cfgdb_close(cfgdb_handle_t *handle) {
             execute(backend->db, "DROP TABLE temp.pending") && backend->is_reusable;
     }
     if (backend->is_reusable) {
-        backend.reset(waiting.exchange(backend.release()));
+        backend.reset(idle_connection.exchange(backend.release()));
     }
     return is_stored ? 0 : -1;
 }

@@ -51,10 +51,10 @@ using settings = std::vector<std::array<std::string, 3>>; // module, key, value
 
 /// Reads the settings of a module, or of all for null. Gives false when the backend cannot be read.
 bool load(const std::string &backend, const char *module, settings &found) {
-    const auto keep = [](const char *name, const char *key, const char *value, void *context) {
+    const auto append = [](const char *name, const char *key, const char *value, void *context) {
         static_cast<settings *>(context)->push_back({name, key, value});
     };
-    return cfgdb_visit(backend.c_str(), module, keep, &found) == 0;
+    return cfgdb_visit(backend.c_str(), module, append, &found) == 0;
 }
 
 int get(const std::string &backend, const std::string &module, const std::string &key) {
@@ -122,7 +122,7 @@ public:
     importer &operator=(const importer &) = delete;
     ~importer() { finish(); }
 
-    bool take(const std::string &line) {
+    bool add_line(const std::string &line) {
         const std::size_t key_at = line.find(' ') + 1;
         const std::size_t value_at = key_at != 0 ? line.find(' ', key_at) + 1 : 0;
         if (value_at == 0) {
@@ -156,7 +156,7 @@ private:
 int import(const std::string &backend) {
     importer lines(backend);
     for (std::string line; std::getline(std::cin, line);) {
-        if (!lines.take(line)) {
+        if (!lines.add_line(line)) {
             return fail("cannot store the line (those before it are stored): " + line);
         }
     }

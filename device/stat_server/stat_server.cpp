@@ -101,7 +101,7 @@ public:
     ~history() { sqlite3_close(db_); }
 
     /// Adds what an interface has carried since it was last seen to today's traffic.
-    void account(const std::string &interface, const traffic &now) {
+    void add_traffic(const std::string &interface, const traffic &now) {
         const traffic before = get("SELECT rx, tx FROM seen WHERE interface = %Q", interface);
         run(text("INSERT INTO days VALUES (%Q, %d, %lld, %lld) ON CONFLICT DO UPDATE SET"
                  " rx = rx + excluded.rx, tx = tx + excluded.tx",
@@ -166,13 +166,13 @@ public:
             if (samples.size() > speed_samples) {
                 samples.pop_front();
             }
-            history_.account(interface, samples.back().counters);
+            history_.add_traffic(interface, samples.back().counters);
         }
     }
     accu_get_output_t totals(const accu_get_input_t &input) {
         const std::string interface = name_of(input.interface);
         const traffic now = read_kernel(interface);
-        history_.account(interface, now);
+        history_.add_traffic(interface, now);
         const auto day = [](const stat_time_t &t) {
             return day_number(t.tm_year, t.tm_mon, t.tm_mday);
         };
@@ -215,7 +215,7 @@ private:
     std::map<std::string, std::deque<sample>> samples_;
 };
 
-std::string behaviour() {
+std::string fault_mode() {
     std::string word;
     std::ifstream("/sim/stat_server") >> word;
     return word;
@@ -232,7 +232,7 @@ bool is_alive(int process) {
 /// Writes an answer into the pipe of a client, which may have gone away.
 template <typename Answer>
 void answer(const io_meta_data_t &meta, const Answer &content) {
-    const std::string how = behaviour();
+    const std::string how = fault_mode();
     if (how == "none") {
         return;
     }
@@ -281,13 +281,13 @@ Input as(const std::array<char, 256> &payload) {
     return input;
 }
 
-void serve(server &served, int pipe) {
+void handle_request(server &stat_server, int pipe) {
     io_meta_data_t meta = {};
     std::array<char, 256> payload = {};
     if (!read_whole(pipe, &meta, sizeof(meta))) {
         return;
     }
-    if (behaviour() == "quit") {
+    if (fault_mode() == "quit") {
         std::exit(0);
     }
     const auto op = static_cast<opcode_t>(meta.op);
@@ -297,13 +297,13 @@ void serve(server &served, int pipe) {
     }
     switch (op) {
     case OP_ACCU_GET:
-        answer(meta, served.totals(as<accu_get_input_t>(payload)));
+        answer(meta, stat_server.totals(as<accu_get_input_t>(payload)));
         break;
     case OP_SPEED_GET:
-        answer(meta, served.speed(as<speed_get_input_t>(payload)));
+        answer(meta, stat_server.speed(as<speed_get_input_t>(payload)));
         break;
     case OP_RESET:
-        answer(meta, served.reset(as<reset_input_t>(payload)));
+        answer(meta, stat_server.reset(as<reset_input_t>(payload)));
         break;
     default:
         break;
@@ -314,7 +314,7 @@ void serve(server &served, int pipe) {
 
 int main(int argc, char **argv) {
     std::signal(SIGPIPE, SIG_IGN);
-    server served(argc > 1 ? argv[1] : default_history);
+    server stat_server(argc > 1 ? argv[1] : default_history);
     mkfifo(request_pipe, 0666);
     const int pipe =
         open(request_pipe, O_RDWR | O_CLOEXEC); // with a writer of its own it never ends
@@ -327,11 +327,11 @@ int main(int argc, char **argv) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             next - std::chrono::steady_clock::now());
         const auto wait = static_cast<int>(std::max(left, 0ms).count());
-        if (poll(&request, behaviour() == "deaf" ? 0 : 1, wait) > 0 && behaviour() != "deaf") {
-            serve(served, pipe);
+        if (poll(&request, fault_mode() == "deaf" ? 0 : 1, wait) > 0 && fault_mode() != "deaf") {
+            handle_request(stat_server, pipe);
         }
         if (std::chrono::steady_clock::now() >= next) {
-            served.take_samples();
+            stat_server.take_samples();
             next = std::chrono::steady_clock::now() + 1s;
         }
     }

@@ -12,8 +12,8 @@
 
 namespace {
 
-constexpr std::size_t longest_contact = 56; // the characters of a contact's values together
-constexpr std::size_t longest_record = 59;  // of the index of an entry to delete
+constexpr std::size_t max_contact_length = 56; // of a contact's four values together
+constexpr std::size_t max_record_length = 59;  // of the index of an entry to delete
 
 /// Whether a text stays a value in the modem's command line: a control character would end the
 /// line, and ";" outside double quotes begins another command.
@@ -37,7 +37,7 @@ const char *posted_value(mxml_node_t *item, const char *name) {
 
 /// Sends a phone-book command, whose values reach the modem as they are, in one argument.
 void write_phone_book(const char *values) {
-    std::array<char, sizeof("AT+CPBW=") + longest_record> command; // a contact with its commas, too
+    std::array<char, sizeof("AT+CPBW=") + max_record_length> command; // a contact fits as well
     std::snprintf(command.data(), command.size(), "AT+CPBW=%s", values);
     tarrow::command_line<512> line; // each character may become four
     line.text("/usr/app/at_chat -c ").word(command.data()).text(" > /dev/null");
@@ -50,17 +50,17 @@ int write_contact(mxml_node_t *item, const char *record) {
     const char *text = posted_value(item, "text");
     if (number == nullptr || type == nullptr || text == nullptr ||
         std::strlen(record) + std::strlen(number) + std::strlen(type) + std::strlen(text) >
-            longest_contact) {
+            max_contact_length) {
         return -1;
     }
-    std::array<char, longest_contact + sizeof(",,,")> values;
+    std::array<char, max_contact_length + sizeof(",,,")> values;
     std::snprintf(values.data(), values.size(), "%s,%s,%s,%s", record, number, type, text);
     write_phone_book(values.data());
     return 0;
 }
 
 int delete_contact(const char *record) {
-    if (std::strlen(record) > longest_record) {
+    if (std::strlen(record) > max_record_length) {
         return -1;
     }
     write_phone_book(record);

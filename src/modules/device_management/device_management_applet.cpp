@@ -9,7 +9,7 @@
 #include "connected_hosts.h"
 #include "support/callback.h"
 #include "support/command.h"
-#include "support/dlist.h"
+#include "support/table_entries.h"
 #include "support/xml.h"
 
 namespace {
@@ -49,23 +49,23 @@ const char *address_of(const char *mac, const tarrow::host_tables &tables) {
 
 /// Puts a copy of a text, or null, into an entry; one beyond the table's last column is passed
 /// over.
-void put(char **entries, int column, const char *text) {
+void set_column(char **entries, int column, const char *text) {
     if (column < TARROW_DLIST_FIELDS) {
         tarrow::replace_entry(entries[column], text != nullptr ? strdup(text) : nullptr);
     }
 }
 
 template <typename List>
-tarrow::heap<List> new_list() {
+tarrow::heap<List> new_table() {
     return tarrow::heap<List>(static_cast<List *>(std::calloc(1, sizeof(List))));
 }
 
 /// Reads the host tables and marks the list with them.
-int mark_from_device(dlist_node_t *hosts) {
-    const auto leases = new_list<dhcp_list_t>();
-    const auto arp = new_list<arp_list_t>();
-    const auto stations = new_list<wireless_list_t>();
-    const auto bridge = new_list<bridge_fwd_list_t>();
+int mark_hosts(dlist_node_t *hosts) {
+    const auto leases = new_table<dhcp_list_t>();
+    const auto arp = new_table<arp_list_t>();
+    const auto stations = new_table<wireless_list_t>();
+    const auto bridge = new_table<bridge_fwd_list_t>();
     if (!leases || !arp || !stations || !bridge) {
         return -1;
     }
@@ -89,8 +89,8 @@ int mark_from_device(dlist_node_t *hosts) {
 int tarrow::mark_connected_hosts(dlist_node_t *hosts, const host_tables &tables,
                                  bool only_connected) {
     const int column = leading_entries(hosts->dn_meta);
-    put(hosts->dn_meta, column, "connected");
-    put(hosts->dn_meta, column + 1, "ip_address");
+    set_column(hosts->dn_meta, column, "connected");
+    set_column(hosts->dn_meta, column + 1, "ip_address");
     int count = 0;
     for (int r = 0; r < TARROW_DLIST_RECORDS; ++r) {
         char **record = hosts->dn_dlist[r];
@@ -99,14 +99,14 @@ int tarrow::mark_connected_hosts(dlist_node_t *hosts, const host_tables &tables,
         }
         if (is_connected(record, tables)) {
             const char *address = address_of(record[mac_field], tables);
-            put(record, column, "1");
-            put(record, column + 1, address);
+            set_column(record, column, "1");
+            set_column(record, column + 1, address);
             ++count;
         } else if (only_connected) {
             dl_dlist_delete_record(hosts, r);
         } else {
-            put(record, column, "0");
-            put(record, column + 1, nullptr);
+            set_column(record, column, "0");
+            set_column(record, column + 1, nullptr);
         }
     }
     return count;
@@ -133,7 +133,7 @@ int get_connected_type(int /*flags*/, dc_args_t *dc) {
 
 int get_connected_hosts(int /*flags*/, dc_args_t *dc) {
     if (dlist_node_t *hosts = tarrow::table_of(dc); hosts != nullptr) {
-        return mark_from_device(hosts);
+        return mark_hosts(hosts);
     }
     mxml_node_t *root = tarrow::subtree_of(dc);
     if (root == nullptr) {

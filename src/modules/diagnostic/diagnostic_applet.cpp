@@ -20,7 +20,7 @@ constexpr char output_file[] = "/tmp/diag";
 constexpr char redirection[] = " >/tmp/diag 2>&1";
 constexpr std::size_t line_size = 256;
 constexpr std::size_t output_size = 1024;
-constexpr std::size_t longest_argument = 498; // one space and the end stand after it
+constexpr std::size_t max_argument_length = 498; // one space and the end stand after it
 
 /// The tools of this page by their names in any letter case, and the options that they run with.
 struct tool {
@@ -65,7 +65,7 @@ int execute_command(int /*flags*/, dc_args_t *dc) {
         .text(options)
         .text(" ");
     if (argument != nullptr) {
-        line.text(argument, std::min(std::strlen(argument), longest_argument)).text(" ");
+        line.text(argument, std::min(std::strlen(argument), max_argument_length)).text(" ");
     }
     // Part of the redirection would lead somewhere else: without all of it the output is lost.
     if (std::strlen(line.c_str()) + sizeof(redirection) <= line_size) {

@@ -22,12 +22,12 @@ namespace {
 
 constexpr char card[] = "/mnt/external_sdcard";
 constexpr std::size_t card_length = sizeof(card) - 1;
-constexpr std::size_t page_root_length = 5;     // of the page's name for the card
-constexpr std::size_t longest_new_folder = 200; // characters of a posted path
-constexpr std::size_t longest_name = 255;       // of an entry to delete
-constexpr std::size_t full_path_size = 512;     // of an entry to delete
-constexpr std::size_t child_path_size = 1024;   // of an entry below it
-constexpr int open_folders = 16;                // at most, while a tree is removed
+constexpr std::size_t page_root_length = 5;        // of the page's name for the card
+constexpr std::size_t max_new_folder_length = 200; // characters of a posted path
+constexpr std::size_t max_name_length = 255;       // of an entry to delete
+constexpr std::size_t full_path_size = 512;        // of an entry to delete
+constexpr std::size_t child_path_size = 1024;      // of an entry below it
+constexpr int open_folders = 16;                   // at most, while a tree is removed
 
 struct close_folder {
     void operator()(DIR *stream) const { closedir(stream); }
@@ -36,7 +36,7 @@ using folder = std::unique_ptr<DIR, close_folder>;
 
 /// Calls a function with each component of a path, as its start and length, until it answers false.
 template <typename Function>
-bool each_component(const char *path, Function function) {
+bool all_components(const char *path, Function function) {
     for (path += std::strspn(path, "/"); *path != '\0'; path += std::strspn(path, "/")) {
         const std::size_t length = std::strcspn(path, "/");
         if (!function(path, length)) {
@@ -62,14 +62,14 @@ bool is_share_path(const char *posted) {
     }
     const char *below = posted + page_root_length;
     return (*below == '\0' || *below == '/') &&
-           each_component(below, [](const char *name, std::size_t length) {
+           all_components(below, [](const char *name, std::size_t length) {
                return !is_dot_dot(name, length);
            });
 }
 
 /// Whether a posted path names the card itself.
 bool is_card_root(const char *posted) {
-    return each_component(posted + page_root_length, is_dot);
+    return all_components(posted + page_root_length, is_dot);
 }
 
 /// Whether any folder that a device path goes through below the card's root is a symbolic link,
@@ -127,12 +127,12 @@ folder open_folder(const char *path) {
     return stream;
 }
 
-bool remove_folder(char *path, std::size_t length, int may_keep_open);
+bool remove_folder(char *path, std::size_t length, int levels_left_open);
 
 /// Removes an entry of the folder whose path is in the buffer, which has child_path_size bytes. The
 /// folder is closed when its descriptor is needed below it.
 bool remove_entry(folder &parent, const dirent *entry, char *path, std::size_t length,
-                  int may_keep_open) {
+                  int levels_left_open) {
     const std::size_t name_length = std::strlen(entry->d_name);
     const std::size_t child_length = length + 1 + name_length;
     if (child_length >= child_path_size) {
@@ -143,10 +143,10 @@ bool remove_entry(folder &parent, const dirent *entry, char *path, std::size_t l
     }
     path[length] = '/';
     std::memcpy(path + length + 1, entry->d_name, name_length + 1);
-    if (may_keep_open == 0) {
+    if (levels_left_open == 0) {
         parent.reset();
     }
-    const bool is_removed = remove_folder(path, child_length, std::max(may_keep_open - 1, 0));
+    const bool is_removed = remove_folder(path, child_length, std::max(levels_left_open - 1, 0));
     path[length] = '\0';
     return is_removed;
 }
@@ -154,22 +154,22 @@ bool remove_entry(folder &parent, const dirent *entry, char *path, std::size_t l
 /// Removes a folder and everything below it, as far as it can be removed. So many levels keep their
 /// folder open meanwhile; deeper ones begin anew after each folder in them, behind the entries that
 /// could not be removed.
-bool remove_folder(char *path, std::size_t length, int may_keep_open) {
-    std::size_t kept = 0;
+bool remove_folder(char *path, std::size_t length, int levels_left_open) {
+    std::size_t remaining = 0;
     bool complete = false;
     while (!complete) {
         folder stream = open_folder(path);
         if (!stream) {
             break; // an empty one can go all the same
         }
-        for (std::size_t passed = 0; passed < kept && next_entry(stream.get()) != nullptr;) {
-            ++passed;
+        for (std::size_t skipped = 0; skipped < remaining && next_entry(stream.get()) != nullptr;) {
+            ++skipped;
         }
         while (stream && !complete) {
             const dirent *entry = next_entry(stream.get());
             complete = entry == nullptr;
-            if (!complete && !remove_entry(stream, entry, path, length, may_keep_open)) {
-                ++kept;
+            if (!complete && !remove_entry(stream, entry, path, length, levels_left_open)) {
+                ++remaining;
             }
         }
     }
@@ -233,7 +233,7 @@ int http_share_new(mxml_node_t *root) {
     tarrow::run("touch /tmp/dbg_new_1");
     const char *posted = posted_text(root, "path_SD_CARD");
     const char *time = posted_text(root, "path_SD_CARD_time");
-    if (posted == nullptr || time == nullptr || std::strlen(posted) > longest_new_folder ||
+    if (posted == nullptr || time == nullptr || std::strlen(posted) > max_new_folder_length ||
         !is_share_path(posted)) {
         return -1;
     }
@@ -289,10 +289,11 @@ int http_share_del(mxml_node_t *root) {
     std::array<char, full_path_size> full_path;
     // Formats the path of the name that the list begins with and gives the rest of the list, or
     // null for a name that is refused.
-    const auto take_name = [&](const char *list) -> const char * {
+    const auto format_next_path = [&](const char *list) -> const char * {
         const std::size_t length = std::strcspn(list, "*");
-        if (list[length] == '\0' || length == 0 || length > longest_name || is_dot(list, length) ||
-            is_dot_dot(list, length) || std::memchr(list, '/', length) != nullptr) {
+        if (list[length] == '\0' || length == 0 || length > max_name_length ||
+            is_dot(list, length) || is_dot_dot(list, length) ||
+            std::memchr(list, '/', length) != nullptr) {
             return nullptr;
         }
         const int full_length = std::snprintf(full_path.data(), full_path.size(), "%s/%.*s",
@@ -301,13 +302,13 @@ int http_share_del(mxml_node_t *root) {
     };
     const char *rest = names;
     do {
-        rest = take_name(rest);
+        rest = format_next_path(rest);
         if (rest == nullptr || goes_through_link(full_path.data())) {
             return -1;
         }
     } while (*rest != '\0');
     for (rest = names; *rest != '\0';) {
-        rest = take_name(rest);
+        rest = format_next_path(rest);
         force_rm(full_path.data());
     }
     return 0;

@@ -61,7 +61,7 @@ void read_numbers(const char *reply, const char *name, std::initializer_list<int
     }
 }
 
-void keep(const char *path, int value) {
+void cache(const char *path, int value) {
     if (value != -1) {
         tarrow::write_number(path, value);
     }
@@ -92,8 +92,8 @@ void pin_puk_info_get_attempts(pin_puk_info *info) {
     unlink(tarrow::scratch_file);
     syslog(LOG_DEBUG, "Get the format data of PINCNT:%d,%d,%d,%d\n", info->pin_attempts,
            pin2_attempts, info->puk_attempts, puk2_attempts);
-    keep(tarrow::pin_attempts_file, info->pin_attempts);
-    keep(tarrow::puk_attempts_file, info->puk_attempts);
+    cache(tarrow::pin_attempts_file, info->pin_attempts);
+    cache(tarrow::puk_attempts_file, info->puk_attempts);
 }
 
 void pin_puk_info_get_enabled(pin_puk_info *info) {
@@ -103,7 +103,7 @@ void pin_puk_info_get_enabled(pin_puk_info *info) {
         return;
     }
     unlink(tarrow::scratch_file);
-    keep(tarrow::pin_enabled_file, info->pin_enabled);
+    cache(tarrow::pin_enabled_file, info->pin_enabled);
 }
 
 void pin_puk_info_get(pin_puk_info *info) {

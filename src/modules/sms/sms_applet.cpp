@@ -20,7 +20,7 @@ namespace {
 constexpr char folder[] = "/tmp/telephony/sms";
 
 /// The module's element after the log is opened, or null for a record without one.
-mxml_node_t *begin(const dc_args_t *dc) {
+mxml_node_t *open_log_and_get_root(const dc_args_t *dc) {
     openlog("tarrow:sms", LOG_ODELAY, LOG_USER);
     if (dc == nullptr) {
         syslog(LOG_ERR, "Argument dc is NULL");
@@ -162,7 +162,7 @@ void store_messages(mxml_node_t *root) {
 } // namespace
 
 int sms_pre_get(int /*flags*/, dc_args_t *dc) {
-    mxml_node_t *root = begin(dc);
+    mxml_node_t *root = open_log_and_get_root(dc);
     if (root == nullptr) {
         return -1;
     }
@@ -175,7 +175,7 @@ int sms_pre_get(int /*flags*/, dc_args_t *dc) {
 }
 
 int sms_post_get(int /*flags*/, dc_args_t *dc) {
-    mxml_node_t *root = begin(dc);
+    mxml_node_t *root = open_log_and_get_root(dc);
     if (root == nullptr) {
         return -1;
     }
@@ -186,7 +186,7 @@ int sms_post_get(int /*flags*/, dc_args_t *dc) {
 }
 
 int sms_pre_set(int /*flags*/, dc_args_t *dc) {
-    mxml_node_t *root = begin(dc);
+    mxml_node_t *root = open_log_and_get_root(dc);
     if (root == nullptr) {
         return -1;
     }

@@ -26,7 +26,7 @@ namespace {
 
 constexpr char route_table[] = "/proc/net/route";
 constexpr char arp_table[] = "/proc/net/arp";
-constexpr std::size_t interface_word_size = 10; // "/tmp/eth_ifc", "/tmp/wan_ifc": 9 characters
+constexpr std::size_t interface_name_size = 10; // "/tmp/eth_ifc", "/tmp/wan_ifc": 9 characters
 constexpr std::size_t mac_text_size = 18;
 constexpr std::size_t ipv6_text_size = 128;
 constexpr std::size_t interface_records = 10;
@@ -111,20 +111,20 @@ bool read_whole_line(FILE *stream, char *line, std::size_t size) {
     return true;
 }
 
-tarrow::heap_string new_interface_word() {
-    return tarrow::heap_string(static_cast<char *>(std::calloc(1, interface_word_size)));
+tarrow::heap_string new_interface_name() {
+    return tarrow::heap_string(static_cast<char *>(std::calloc(1, interface_name_size)));
 }
 
 /// The name that a script left in a file, read into a buffer that is given away, or null without
 /// one.
-char *interface_word(tarrow::heap_string buffer, const char *path) {
+char *read_interface_name(tarrow::heap_string buffer, const char *path) {
     const bool is_named =
-        buffer && tarrow::read_word(path, buffer.get(), interface_word_size) && *buffer != '\0';
+        buffer && tarrow::read_word(path, buffer.get(), interface_name_size) && *buffer != '\0';
     return is_named ? buffer.release() : nullptr;
 }
 
 /// Copies a name that can be an interface's into a request; gives false for a longer one.
-bool name_interface(ifreq &request, const char *name) {
+bool set_interface_name(ifreq &request, const char *name) {
     const std::size_t length = std::strlen(name);
     if (length >= sizeof(request.ifr_name)) {
         return false;
@@ -142,7 +142,7 @@ void write_inet_address(char *out, const sockaddr &address) {
 /// ioctl with a request that is not a constant: some C libraries take it as an int, as POSIX has
 /// it, others as an unsigned long, of which the kernel looks at 32 bits.
 template <typename Request>
-int control(int (*call)(int, Request, ...), int fd, int cmd, ifreq &interface) {
+int call_ioctl(int (*call)(int, Request, ...), int fd, int cmd, ifreq &interface) {
     return call(fd, static_cast<Request>(static_cast<unsigned int>(cmd)), &interface);
 }
 
@@ -268,16 +268,16 @@ int get_link_status(const char *ifname) {
 
 char *get_eth_interface() {
     tarrow::run("/usr/app/get_eth_interface.sh");
-    return interface_word(new_interface_word(), "/tmp/eth_ifc");
+    return read_interface_name(new_interface_name(), "/tmp/eth_ifc");
 }
 
 char *get_wan_interface() {
-    tarrow::heap_string buffer = new_interface_word();
+    tarrow::heap_string buffer = new_interface_name();
     if (!buffer) {
         return nullptr;
     }
     tarrow::run("/usr/app/get_wan_interface.sh");
-    return interface_word(std::move(buffer), "/tmp/wan_ifc");
+    return read_interface_name(std::move(buffer), "/tmp/wan_ifc");
 }
 
 int if_wan_ifc_lives(const char *p_ifc_name) {
@@ -330,7 +330,7 @@ int get_by_ioctl(int sock_fd, int cmd, const char *p_ifc_name, char *p_parameter
         sock_fd = own.get();
     }
     ifreq request = {};
-    if (!name_interface(request, p_ifc_name) || control(ioctl, sock_fd, cmd, request) < 0) {
+    if (!set_interface_name(request, p_ifc_name) || call_ioctl(ioctl, sock_fd, cmd, request) < 0) {
         syslog(wan_log, "get_by_ioctl: ioctl is failed\n");
         return -1;
     }

@@ -29,15 +29,14 @@ constexpr std::size_t version_size = 128;
 
 /// A gathered record, released with its texts.
 struct gathered_info {
-    wan_info_t facts = {};
+    wan_info_t info = {};
 
-    gathered_info() { wan_info_gather(&facts); }
+    gathered_info() { wan_info_gather(&info); }
     gathered_info(const gathered_info &) = delete;
     gathered_info &operator=(const gathered_info &) = delete;
     ~gathered_info() {
-        for (char *text :
-             {facts.wan_link_status, facts.wan_conn_type, facts.wan_conn_status, facts.ip_address,
-              facts.ip6_address, facts.gateway, facts.dns1, facts.dns2}) {
+        for (char *text : {info.wan_link_status, info.wan_conn_type, info.wan_conn_status,
+                           info.ip_address, info.ip6_address, info.gateway, info.dns1, info.dns2}) {
             std::free(text);
         }
     }
@@ -46,7 +45,7 @@ struct gathered_info {
 /// Elements of the module's subtree, in the order in which they are filled.
 struct info_element {
     const char *name;
-    char *wan_info_t::*fact;
+    char *wan_info_t::*text;
 };
 constexpr std::array<info_element, 8> info_elements = {{
     {"ConnType", &wan_info_t::wan_conn_type},
@@ -202,9 +201,9 @@ int wan_pc_mac_get(int /*flags*/, dc_args_t *dc) {
 }
 
 int wan_xml_get(mxml_node_t *root) {
-    const gathered_info info;
+    const gathered_info gathered;
     for (const info_element &element : info_elements) {
-        add_text(find_child(root, element.name), info.facts.*element.fact);
+        add_text(find_child(root, element.name), gathered.info.*element.text);
     }
     mxml_node_t *cellular = find_child(root, "cellular");
     if (cellular == nullptr) {

@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "support/callback.h"
-#include "support/dlist.h"
 #include "support/files.h"
+#include "support/table_entries.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 namespace {
 
 /// Reads the first bytes of the first of two files that opens over a text, as many as there are.
-void read_over(const char *preferred, const char *other, char *text, std::size_t size) {
+void read_either(const char *preferred, const char *other, char *text, std::size_t size) {
     if (!tarrow::read_bytes(preferred, text, size)) {
         tarrow::read_bytes(other, text, size);
     }
@@ -20,7 +20,7 @@ void read_over(const char *preferred, const char *other, char *text, std::size_t
 
 const char *get_ext_registrar_status() {
     char state = '0';
-    read_over("/tmp/wsc/wdev0ap0/wsc_ext_reg.txt", "/tmp/wsc/wsc_ext_reg.txt", &state, 1);
+    read_either("/tmp/wsc/wdev0ap0/wsc_ext_reg.txt", "/tmp/wsc/wsc_ext_reg.txt", &state, 1);
     return state == '2' ? "1" : "0";
 }
 
@@ -28,8 +28,8 @@ using pin_text = std::array<char, sizeof("73920518")>;
 
 pin_text get_ap_pin() {
     pin_text pin = {"73920518"}; // what is shown without one
-    read_over("/tmp/wsc/wdev0ap0/wsc_ap_pin.txt", "/tmp/wsc/wsc_ap_pin.txt", pin.data(),
-              pin.size() - 1);
+    read_either("/tmp/wsc/wdev0ap0/wsc_ap_pin.txt", "/tmp/wsc/wsc_ap_pin.txt", pin.data(),
+                pin.size() - 1);
     return pin;
 }
 
