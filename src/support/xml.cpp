@@ -6,8 +6,8 @@
 namespace tarrow {
 namespace {
 
-/// Takes a node out of its tree again when there was no memory for its text: what serialises the
-/// tree expects every node to have one.
+/// Deletes a new node when there was no memory for its text, and returns null then: the daemon's
+/// serialisation expects every node to have its text.
 mxml_node_t *delete_if_textless(mxml_node_t *node, const char *text) {
     if (node != nullptr && text == nullptr) {
         mxmlDelete(node);

@@ -1,5 +1,5 @@
-// The list of hosts: which of those that have been seen are connected now, by Wi-Fi or USB, with
-// which address, and how many they are.
+// The list of known hosts: which of them are connected now, by Wi-Fi or USB, their addresses, and
+// their number.
 
 #include "device_management_applet.h"
 
@@ -17,7 +17,7 @@ namespace {
 constexpr int mac_field = 0;
 constexpr int type_field = 4;
 
-// The request that the daemon is at: begun by the pre-get call, for the calls that follow it.
+// The state of a request, from its pre-get call to its last post-get call.
 int only_connected_devices = 0;
 int nr_connected_dev_flag = 0;
 int nr_connected_dev = 0;
@@ -26,8 +26,7 @@ bool begins_with(const char *text, const char *start) {
     return text != nullptr && std::strncmp(text, start, std::strlen(start)) == 0;
 }
 
-/// Whether a host is connected now. A Wi-Fi host's type reaches the page as "WLAN", whatever
-/// follows it.
+/// Whether a host is connected now. Cuts the type of a Wi-Fi host to "WLAN" for the page.
 bool is_connected(char **record, const tarrow::host_tables &tables) {
     if (begins_with(record[type_field], "USB")) {
         return is_connected_in_bridge(record[mac_field], tables.bridge) == 1;
@@ -47,8 +46,8 @@ const char *address_of(const char *mac, const tarrow::host_tables &tables) {
     return address != nullptr ? address : get_ip_address_from_dhcp(mac, tables.leases);
 }
 
-/// Puts a copy of a text, or null, into an entry; one beyond the table's last column is passed
-/// over.
+/// Sets an entry to a copy of a text, or to null. Does nothing for a column that the table does not
+/// have.
 void set_column(char **entries, int column, const char *text) {
     if (column < TARROW_DLIST_FIELDS) {
         tarrow::replace_entry(entries[column], text != nullptr ? strdup(text) : nullptr);
@@ -60,7 +59,7 @@ tarrow::heap<List> new_table() {
     return tarrow::heap<List>(static_cast<List *>(std::calloc(1, sizeof(List))));
 }
 
-/// Reads the host tables and marks the list with them.
+/// Reads the host tables and marks the connected hosts in the list.
 int mark_hosts(dlist_node_t *hosts) {
     const auto leases = new_table<dhcp_list_t>();
     const auto arp = new_table<arp_list_t>();

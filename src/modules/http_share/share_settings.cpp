@@ -1,4 +1,4 @@
-// The settings of the file-sharing page: who has the SD card, and how it is shared over HTTP.
+// The settings of the file-sharing page: where the SD card is used, and how HTTP shares it.
 
 #include "http_share_applet.h"
 
@@ -38,12 +38,12 @@ void store_integer(const tarrow::store &settings, const char *key, int value) {
     cfgdb_set_int(settings.get(), &name, value);
 }
 
-/// Offers a block device to the computer. Gives false, and offers none, when the line does not fit:
-/// a cut path could be another device's.
+/// Exports a block device to the computer. Returns false, and exports none, when the command line
+/// does not fit: a cut path could be the path of another device.
 bool export_card(const char *device) {
     tarrow::command_line<100> line;
     line.text(" echo ");
-    if (device[std::strspn(device, "0123456789")] == '\0') { // it would be taken for a descriptor
+    if (device[std::strspn(device, "0123456789")] == '\0') { // a number before ">" is a descriptor
         line.text("'").text(device).text("'");
     } else {
         line.word(device);
@@ -55,7 +55,7 @@ bool export_card(const char *device) {
     return line.complete();
 }
 
-/// Fills the element of a key, wherever it stands, with the stored number.
+/// Fills the element of a key, at any depth, with the stored number.
 void fill_integer(const tarrow::store &settings, mxml_node_t *root, const char *key, int &field) {
     if (mxml_node_t *element = find_below(root, key); element != nullptr) {
         field = read_integer(settings, key);
@@ -63,7 +63,7 @@ void fill_integer(const tarrow::store &settings, mxml_node_t *root, const char *
     }
 }
 
-/// The same with the stored text, cut to its field's room.
+/// The same with the stored text, cut to the size of its field.
 void fill_text(const tarrow::store &settings, mxml_node_t *root, const char *key, char *field,
                std::size_t size) {
     mxml_node_t *element = find_below(root, key);
@@ -99,7 +99,7 @@ int set_httpshare_mode(const char *mode) {
 }
 
 void get_tcard_block(char *device) {
-    std::array<char, device_size + 1> word = {}; // one more, to tell a word that is too long
+    std::array<char, device_size + 1> word = {}; // one more, to detect a word that is too long
     tarrow::read_word("/tmp/tcard_block", word.data(), word.size());
     const std::size_t length = std::strlen(word.data());
     if (device != nullptr && length > 0 && length < device_size) {

@@ -1,6 +1,5 @@
-// The SIM lock page as it is posted: the PIN lock switched on or off, the PIN changed, the SIM
-// unblocked or unlocked. Codes are passed on, never made up or altered: a wrong one costs the user
-// an attempt.
+// Posts to the SIM lock page: switches the PIN lock, changes the PIN, unblocks or unlocks the SIM.
+// It never makes up or changes a code: a wrong code costs the user an attempt.
 
 #include "pin_puk_applet.h"
 
@@ -36,8 +35,7 @@ constexpr const char *control_key_settings[] = {"cellular.mep_nck", "cellular.me
 
 using modem_line = tarrow::command_line<command_size>;
 
-/// A posted code, or null for an element that holds anything beside one: part of a code is another
-/// code.
+/// A posted code, or null when the element has more than one node: part of a code is another code.
 const char *posted_code(mxml_node_t *root, const char *name) {
     mxml_node_t *element = tarrow::find_below(root, name);
     const char *text = tarrow::opaque_text(element);

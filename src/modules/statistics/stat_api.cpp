@@ -47,9 +47,9 @@ constexpr std::array<uint32_t, OP_END> FUNC_INPUT_SIZE = {
 constexpr std::array<uint32_t, OP_END> FUNC_OUTPUT_SIZE = {
     sizeof(reset_output_t), sizeof(accu_get_output_t), sizeof(speed_get_output_t)};
 
-int lock_fd = -1; // the held lock file
+int lock_fd = -1; // the lock file, while this process holds it
 
-/// Keeps the SIGPIPE of a write from the process, and leaves signal handling as it was.
+/// Blocks the SIGPIPE of a write, and restores the signal mask afterwards.
 class sigpipe_blocker {
 public:
     sigpipe_blocker() {
@@ -57,14 +57,14 @@ public:
         sigaddset(&pipe_signal_, SIGPIPE);
         sigprocmask(SIG_BLOCK, &pipe_signal_, &old_mask_);
         sigset_t pending;
-        was_pending_ = sigismember(&old_mask_, SIGPIPE) == 1 && // else it would not have waited
+        was_pending_ = sigismember(&old_mask_, SIGPIPE) == 1 && // else it cannot be pending
                        sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
     }
     sigpipe_blocker(const sigpipe_blocker &) = delete;
     sigpipe_blocker &operator=(const sigpipe_blocker &) = delete;
     ~sigpipe_blocker() { sigprocmask(SIG_SETMASK, &old_mask_, nullptr); }
 
-    /// Takes the signal of a write that failed for want of a reader; one that waited before stays.
+    /// Discards the SIGPIPE of a failed write, unless one was already pending before the write.
     void discard_pending() const {
         const timespec at_once = {};
         while (!was_pending_ && sigtimedwait(&pipe_signal_, nullptr, &at_once) < 0 &&
@@ -78,7 +78,7 @@ private:
     bool was_pending_;
 };
 
-/// Repeats a system call that a signal interrupts.
+/// Repeats a system call after each signal that interrupts it.
 template <typename Call>
 auto retry_on_eintr(Call call) {
     auto result = call();
@@ -109,7 +109,7 @@ pipe_path client_pipe(int32_t pid) {
     return path;
 }
 
-/// Sends a request, and takes its answer.
+/// Sends a request and reads its answer.
 void exchange(int server, const io_meta_data_t &meta, const void *input, void *output) {
     if (write_io_meta_data(server, &meta) != 1) {
         std::fputs("write meta data to server error\n", stderr);

@@ -1,5 +1,5 @@
-// The Wi-Fi settings page: the radio channel, and for an automatic one the channel that the access
-// point chose.
+// The Wi-Fi settings page: the stored radio channel, or for an automatic channel the one that the
+// access point chose.
 
 #include "wlan_settings_applet.h"
 
@@ -20,7 +20,8 @@ constexpr char notice_file[] = "/tmp/channel.txt";
 constexpr std::size_t channel_size = 20;
 constexpr int log_priority = LOG_SYSLOG | LOG_ERR;
 
-/// Takes the channel from the notice file, which is consumed. Gives false when it cannot be opened.
+/// Reads the channel from the notice file and deletes the file. Returns false when it cannot be
+/// opened.
 bool consume_notice(char *channel) {
     tarrow::file notice = tarrow::open_for_reading(notice_file);
     if (!notice) {
