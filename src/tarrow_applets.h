@@ -5,15 +5,23 @@
 // script, and without either nothing. The example daemon.c is a complete daemon.
 //
 //
+// BUILDING
+//
+// pkg-config --cflags --libs tarrow_modules mxml, and -lcfgdb for a daemon that uses the store; or
+// with CMake find_package(tarrow_modules) and the target tarrow::modules. Mini-XML 3 is needed.
+//
+//
 // REQUESTS
 //
 // A get request:
-//  1. Load the page with MXML_OPAQUE_CALLBACK. Handlers expect each text as one opaque node.
+//  1. Load the page with MXML_OPAQUE_CALLBACK: handlers expect each text as one opaque node. The
+//     payload of dc_args_t is the element of the module, such as <wan>.
 //  2. Fill the empty elements of stored texts from the store. Close the store.
 //  3. Call pre-get with TARROW_ACTION_GET and the page.
 //  4. For each list-valued setting: load it into a table (tarrow.h), call post-get with
 //     TARROW_ACTION_GETLIST and the table, then append the table to the setting's element.
 //  5. Call post-get with TARROW_ACTION_GET and the page.
+//  6. Write the tree as the answer. mxmlSetWrapMargin(0) keeps Mini-XML from wrapping texts.
 //
 // A set request:
 //  1. Set dc_opaque to null. Call pre-set with TARROW_ACTION_SET and the page. Stop if it fails.
@@ -29,7 +37,8 @@
 // Have no module of the store open during a dispatch call. Handlers and scripts open it themselves,
 // and the post-set scripts read the values that the daemon has just written.
 //
-// The daemon stores the posted settings of every module. The library stores only these itself:
+// The daemon stores the posted settings of every module, and decides which elements are settings
+// and under which keys it stores them. The library stores only these itself:
 //  - wan: cellular.pin, cellular.puk, cellular.mep_nck, cellular.mep_nsck, cellular.mep_spck,
 //    cellular.mep_cck and cellular.mep_pck, for posts to pin_puk
 //  - http_share: sdcard_mode_option (action 2); HTTP_SHARE_STATUS, HTTP_SHARE_WR_AUTH and
