@@ -98,7 +98,10 @@
 //
 // system() ignores SIGINT and SIGQUIT, and blocks SIGCHLD, while a command runs. The library blocks
 // SIGPIPE while it writes to the statistics server. It installs no signal handler and starts no
-// thread. A signal handler of the daemon does not end a wait.
+// thread.
+//
+// Install the daemon's own signal handlers with SA_RESTART. Otherwise a signal can cut off the
+// output of a command that the library reads, and connected hosts appear as not connected.
 //
 //
 // THREADS, PROCESSES AND LOCKS
