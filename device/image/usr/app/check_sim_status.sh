@@ -1,12 +1,12 @@
 #!/bin/sh
-# The SIM check: tries the codes that the settings hold, once each, and leaves the state of the SIM in files.
+# The SIM check: tries each code of the settings once, and writes the state of the SIM to files.
 # `sim_card --help` explains pin_status.
 . /sim/record
 : > /tmp/sim_checking_mutex
 chat() { /usr/app/at_chat -c "$1"; }
 stored() { cfgdb_cmd get wan "cellular.$1" 2> /dev/null; }
 forget() { for name; do if [ -n "$(stored "$name")" ]; then cfgdb_cmd set wan "cellular.$name" ''; fi; done; }
-# Tries a command with stored codes, which are forgotten once the modem answers: try COMMAND NAME...
+# Tries a command with stored codes, and deletes the codes when the modem answers: try COMMAND NAME...
 try() {
     if [ -n "$(chat "$1")" ]; then
         shift
@@ -15,7 +15,7 @@ try() {
 }
 
 if [ "$(/sim/sim_card get modem)" = absent ]; then
-    forget pin puk mep_nck mep_nsck mep_spck mep_cck mep_pck # the next SIM is another one
+    forget pin puk mep_nck mep_nsck mep_spck mep_cck mep_pck # the codes are not for the next SIM
 else
     pin=$(stored pin) puk=$(stored puk)
     if [ "$(/sim/sim_card get pin_left)" = 0 ]; then
