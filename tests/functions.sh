@@ -27,15 +27,10 @@ file() { # PATH [TEXT]: a file, or what the library reads in the place of the ke
 repeat() { printf "%.0s$2" $(seq "$1"); } # COUNT TEXT
 
 when() { # PROGRAM [LINE]: what a program of the device does; nothing without a line
-    local stand_in=/run/when/${1##*/} target
+    local stand_in=/run/when/${1##*/}
     printf '#!/bin/sh\n%s\n' "$2" > "$stand_in"
     chmod +x "$stand_in"
-    if [ -L "$1" ]; then # a mount over a link would cover its target
-        target=$(readlink -f "$1")
-        rm "$1"
-        : > "$1"
-        mount --bind "$target" "$1"
-    fi
+    [ ! -L "$1" ] || cp --remove-destination "$(readlink -f "$1")" "$1" # or the mount would cover what the link names
     stand_ins | grep -qx "$1" || mount --bind "$stand_in" "$1"
 }
 
