@@ -43,7 +43,7 @@ constexpr const char *files[] = {"/tmp/wan_ifc",
 
 /// The bytes up to the next 0xff, which end a text; those are taken away.
 std::string take_text(std::string &bytes) {
-    const std::string text = bytes.substr(0, bytes.find('\xff'));
+    std::string text = bytes.substr(0, bytes.find('\xff'));
     bytes.erase(0, text.size() + 1);
     return text;
 }
