@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # usage: ./run fuzz [SECONDS]
-# Lets the fuzz program look for faults that many seconds, 60 by default. What it finds is reported and kept in
-# build/fuzz/found, new inputs in build/fuzz/corpus. "campaign.sh replay", a part of the check, plays a few
-# thousand inputs, always the same ones.
+# Runs the fuzz program for that time, 60 seconds by default. It reports faults and keeps their inputs in
+# build/fuzz/found. build/fuzz/corpus keeps the inputs that reach new code. "campaign.sh replay", a step of ./check, runs
+# the same few thousand inputs each time.
 set -uo pipefail
 BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/../.."
