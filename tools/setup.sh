@@ -50,12 +50,12 @@ fail_to_install() {
 }
 # apt runs to its end, also when this command is interrupted: otherwise packages would be half installed.
 apt_install() {
-    local told=
+    local is_reported=
     until $sudo setsid --wait env DEBIAN_FRONTEND=noninteractive LC_ALL=C sh -c 'dpkg --configure -a && # completes an interrupted installation
         apt-get update -qq && apt-get install -y -qq --no-install-recommends "$@"' - "$@" > build/packages.log 2>&1; do
         grep -qiE 'could not get lock|unable to (lock|acquire)|frontend lock|is locked by' build/packages.log || return 1
-        [ -n "$told" ] || say "waiting for another apt or dpkg to end"
-        told=1
+        [ -n "$is_reported" ] || say "waiting for another apt or dpkg to end"
+        is_reported=1
         sleep 1
     done
 }
