@@ -27,11 +27,11 @@ cmake_minimum_required(VERSION 3.25)
 project(consumer C)
 find_package(tarrow_modules 1.0 REQUIRED)
 foreach(library modules modules_static)
-  add_executable(with_\${library} $PWD/examples/daemon.c)
+  add_executable(with_\${library} "$PWD/examples/daemon.c")
   target_link_libraries(with_\${library} tarrow::\${library})
 endforeach()
 E_O_T
-cmake -G Ninja -S "$stage/consumer" -B "$stage/consumer" -DCMAKE_PREFIX_PATH="$stage" > /dev/null
+cmake -G Ninja -S "$stage/consumer" -B "$stage/consumer" -DCMAKE_PREFIX_PATH="$PWD/$stage" > /dev/null
 cmake --build "$stage/consumer" > /dev/null
 rm "$library/libtarrow_modules.so"
 gcc examples/daemon.c -o "$stage/daemon" $(pkg-config --static --cflags --libs tarrow_modules)

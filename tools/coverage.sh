@@ -1,16 +1,16 @@
 #!/usr/bin/env bash
 # usage: ./run coverage
-# Runs the C++ cases and the sessions in the simulated device, and shows which lines and branches of src/ they run, for
-# each file, then each line that none of them runs.
+# Runs the C++ cases and the sessions in the simulated device. Prints for each file of src/ how many lines and branches
+# they run, and then the lines that none of them runs.
 set -euo pipefail
 BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/.."
 . tools/setup.sh
-[ $# = 0 ] || refuse "coverage takes no argument"
+[ $# = 0 ] || refuse "coverage has no arguments"
 need_build_tools python3-cram clang llvm libclang-rt-dev
 build coverage
 log=build/coverage.tests.log
-# The device can write nothing outside: it sends what was counted through its standard output.
+# The device cannot write to this machine, so the counts come through its standard output.
 together device/boot --build build/coverage sh -c '
     export LLVM_PROFILE_FILE=/run/counts/%m%c BUILD=/project/build/coverage EMULATOR= WITHOUT=
     mkdir /run/counts
@@ -24,7 +24,7 @@ llvm-cov export -format=lcov build/coverage/tarrow_tests -object build/coverage/
         printf "%-60s %5d of %5d %6.1f %%", name, hit, lines, 100 * hit / lines
         printf "  %5d of %5d %6.1f %%\n", taken, branches, branches ? 100 * taken / branches : 100
     }
-    BEGIN { printf "%-60s %23s  %23s\n", "file", "lines that were run", "branches taken" }
+    BEGIN { printf "%-60s %23s  %23s\n", "file", "lines run", "branches taken" }
     /^SF:/ { file = substr($0, 4); name = substr(file, length(top) + 1); number = 0 }
     /^DA:/ && $3 == 0 {
         while (number < $2 && (getline text < file) > 0) ++number

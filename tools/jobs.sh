@@ -1,13 +1,12 @@
-# Sourced by setup.sh: work that ends as a whole, and lines that say how far it has come.
+# Sourced by setup.sh: runs commands that end together, and reports progress.
 
 say() { echo "$me: $*" >&2; }
-me=${TARROW_NAME:-${0##*/}} # the command that the user has typed
+me=${TARROW_NAME:-${0##*/}} # the command that the user typed
 fail() { say "$@"; exit 1; }
 
-# together COMMAND... runs a command, or a function, in a process group of its own. When this shell is interrupted,
-# told to end or loses its terminal, the group ends at once, and this shell by the same signal. When this shell is
-# killed, the group ends too: it reads the end of a pipe that only this shell writes to. What the group starts belongs to
-# the group.
+# together COMMAND... runs a command or a function in its own process group, to which all its child processes belong. When
+# this shell gets INT, QUIT, TERM or HUP, the group ends at once, and this shell ends with the same signal. When this shell
+# is killed, the group ends too: it reads the end of a pipe that only this shell writes to.
 together() {
     if [ -n "${TARROW_GROUP-}" ]; then
         "$@"
@@ -36,15 +35,15 @@ lead_group() {
 }
 
 watch_group() {
-    trap '' HUP # of a group that was stopped
+    trap '' HUP # the kernel sends it to a stopped group
     if read -r -u $watched; then return; fi
     trap '' TERM
-    kill -TERM 0 # for ninja, whose compilers have groups of their own
+    kill -TERM 0 # ninja's compilers have their own groups
     sleep 1
     kill -KILL 0
 }
 
-# end_group GROUP SIGNAL: programs that tidy up, or have groups of their own to end, get two seconds for it.
+# end_group GROUP SIGNAL ends a group. Its programs have two seconds to clean up and to end their own groups.
 end_group() {
     trap '' INT QUIT TERM HUP
     local tries=40
@@ -57,11 +56,11 @@ end_group() {
     kill -"$2" $$
 }
 
-# progress TEXT replaces a terminal's last line; where there is no terminal, it prints a line each ten seconds.
+# progress TEXT replaces the last line of a terminal. Without a terminal it prints a line every ten seconds.
 progress_next=10
 progress() {
     if [ -t 2 ]; then
-        printf '\r\033[K\033[?7l%s\033[?7h' "$me: $*" >&2 # never more than a line
+        printf '\r\033[K\033[?7l%s\033[?7h' "$me: $*" >&2 # without wrapping
     elif ((SECONDS >= progress_next)); then
         say "$@"
         progress_next=$((SECONDS + 10))
@@ -69,8 +68,8 @@ progress() {
 }
 progress_end() { [ ! -t 2 ] || printf '\r\033[K' >&2; }
 
-# follow TEXT shows that a command goes on, whose output it reads: how many of its steps it has begun, when a line
-# tells that, and how long it has taken.
+# follow TEXT reads the output of a command and shows its progress: the time, and the number of steps in lines such as
+# "3 of 40".
 follow() {
     local line text=$1 start=$SECONDS status
     progress_next=$((SECONDS + 10))

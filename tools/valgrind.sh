@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # usage: ./run valgrind
-# Runs the C++ cases and the sessions in the simulated device under valgrind: no invalid access, no value used before it
-# is set, no memory lost. Memory that something still points to at the end does not count. The programs of the device
-# are not watched.
+# Runs the C++ cases and the sessions in the simulated device under valgrind, which finds invalid accesses, uninitialised
+# values and leaks. It does not report memory that is still referenced at the end, and does not check the programs of the
+# device.
 set -euo pipefail
 BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/.."
 . tools/setup.sh
-[ $# = 0 ] || refuse "valgrind takes no argument"
+[ $# = 0 ] || refuse "valgrind has no arguments"
 need_build_tools valgrind python3-cram
 build debug
 leaks=definite,indirect,possible
@@ -16,5 +16,5 @@ together device/boot --build build/debug env BUILD=/project/build/debug WITHOUT=
     --log-file=/run/valgrind.%p --error-exitcode=99 --leak-check=full --show-leak-kinds=$leaks
     --errors-for-leak-kinds=$leaks --suppressions=/project/tools/valgrind.supp --num-callers=25 --soname-synonyms=somalloc=NONE" \
     sh -c 'tests/run --inside "" $BUILD/tarrow_tests tests/pages/*.t >&2; status=$?; cat /run/valgrind.*; exit $status' \
-    < /dev/null > $log || { cat $log; fail "valgrind or a test found something"; }
-[ ! -s $log ] || { cat $log; fail "valgrind found something in a child"; } # whose status nobody looks at
+    < /dev/null > $log || { cat $log; fail "valgrind or a test found a fault"; }
+[ ! -s $log ] || { cat $log; fail "valgrind found a fault in a child process"; } # whose status the tests ignore

@@ -41,8 +41,8 @@ bool read_reply(reply_text &reply) {
     return tarrow::read_text(tarrow::scratch_file, reply.data(), reply.size()).has_value();
 }
 
-/// Reads the numbers after the name that a reply begins with, parted by commas. The first that is
-/// no number ends the reading; it and those behind it stay as they were.
+/// Reads the numbers after the name at the start of a reply, which commas separate. Stops at the
+/// first that is no number: it and the numbers after it do not change.
 void read_numbers(const char *reply, const char *name, std::initializer_list<int *> numbers) {
     const std::size_t length = std::strlen(name);
     const char *text = std::strncmp(reply, name, length) == 0 ? reply + length : "";

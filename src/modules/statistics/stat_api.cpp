@@ -101,6 +101,16 @@ int read_once(int fd, void *data, uint32_t size) {
     return static_cast<int>(retry_on_eintr([&] { return read(fd, data, size); }));
 }
 
+/// Returns 1 when a transfer moved all bytes of a record. Else reports both sizes and returns -1.
+int check_size(int count, uint32_t size, const char *count_name, const char *size_name) {
+    if (count == static_cast<int>(size)) {
+        return 1;
+    }
+    std::fprintf(stderr, "%s(%d) != %s(%d)\n", count_name, count, size_name,
+                 static_cast<int>(size));
+    return -1;
+}
+
 using pipe_path = std::array<char, 40>;
 
 pipe_path client_pipe(int32_t pid) {
@@ -200,59 +210,29 @@ void exit_lock() {
 }
 
 int write_io_meta_data(int fd, const io_meta_data_t *meta) {
-    if (fd < 0 || meta == nullptr) {
-        return -1;
-    }
-    const int size = static_cast<int>(sizeof(*meta));
-    const int count = write_once(fd, meta, sizeof(*meta));
-    if (count != size) {
-        std::fprintf(stderr,
-                     "write_io_meta_data error. write size(%d) != sizeof io_meta_data_t(%d)\n",
-                     count, size);
-        return -1;
-    }
-    return 1;
+    return fd < 0 || meta == nullptr
+               ? -1
+               : check_size(write_once(fd, meta, sizeof(*meta)), sizeof(*meta),
+                            "write_io_meta_data error. write size", "sizeof io_meta_data_t");
 }
 
 int write_io_data(int fd, uint32_t size, const void *data) {
-    if (fd < 0 || data == nullptr) {
-        return -1;
-    }
-    const int count = write_once(fd, data, size);
-    if (count != static_cast<int>(size)) {
-        std::fprintf(stderr, "write_io_data error. write size(%d) != dsize(%d)\n", count,
-                     static_cast<int>(size));
-        return -1;
-    }
-    return 1;
+    return fd < 0 || data == nullptr ? -1
+                                     : check_size(write_once(fd, data, size), size,
+                                                  "write_io_data error. write size", "dsize");
 }
 
 int read_io_meta_data(int fd, io_meta_data_t *meta) {
-    if (fd < 0 || meta == nullptr) {
-        return -1;
-    }
-    const int size = static_cast<int>(sizeof(*meta));
-    const int count = read_once(fd, meta, sizeof(*meta));
-    if (count != size) {
-        std::fprintf(stderr,
-                     "read_io_meta_data error. read size(%d) != sizeof io_meta_data_t(%d)\n", count,
-                     size);
-        return -1;
-    }
-    return 1;
+    return fd < 0 || meta == nullptr
+               ? -1
+               : check_size(read_once(fd, meta, sizeof(*meta)), sizeof(*meta),
+                            "read_io_meta_data error. read size", "sizeof io_meta_data_t");
 }
 
 int read_io_data(int fd, uint32_t size, void *data) {
-    if (fd < 0 || data == nullptr) {
-        return -1;
-    }
-    const int count = read_once(fd, data, size);
-    if (count != static_cast<int>(size)) {
-        std::fprintf(stderr, "read_io_data error. read size(%d) != dsize(%d)\n", count,
-                     static_cast<int>(size));
-        return -1;
-    }
-    return 1;
+    return fd < 0 || data == nullptr ? -1
+                                     : check_size(read_once(fd, data, size), size,
+                                                  "read_io_data error. read size", "dsize");
 }
 
 int get_client_fifo(io_t direction, int32_t pid) {
