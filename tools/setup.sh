@@ -43,8 +43,8 @@ need() {
     fi || fail_to_install "these packages could not be installed: $(grep -m1 -E '^(W|E|dpkg|sudo)' build/packages.log || echo "see build/packages.log")" "$@"
 }
 fail_to_install() {
-    say "$1"
-    echo "as root: apt-get update && apt-get install -y --no-install-recommends ${*:2}" >&2
+    say "$1. As root, run:"
+    echo "apt-get update && apt-get install -y --no-install-recommends ${*:2}" >&2
     exit 1
 }
 # apt goes on to its end when this command does not: what it has begun would be left half done.
