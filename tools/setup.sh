@@ -5,7 +5,7 @@
 
 [ "$EUID" != 0 ] || umask 022 # root's device runs as nobody, who reads what is built here
 case $PWD in
-*[][\"\;\$\`\\,\|]* | *$'\n'*) fail "cmake and the linker cannot work in a folder with one of [ ] \" ; \$ \` \\ , | or a line end in its name: $PWD" ;;
+*[][\"\;\$\`\\,\|]* | *$'\n'*) fail "cmake and the linker cannot work in a folder with one of [ ] \" ; \$ \` \\ , | or a line end in its name: $(printf %q "$PWD")" ;;
 esac
 
 # check_room fails when nothing can be written to build, or where the compiler keeps its files.
@@ -40,7 +40,10 @@ need() {
         apt_install "$@" < /dev/null
     else
         together show_install "$@" < /dev/null
-    fi || fail_to_install "these packages could not be installed: $(grep -m1 -E '^(W|E|dpkg|sudo)' build/packages.log || echo "see build/packages.log")" "$@"
+    fi || fail_to_install "these packages could not be installed: $(apt_complaint)" "$@"
+}
+apt_complaint() {
+    grep -v 'unable to resolve host' build/packages.log | grep -m1 -E '^(W|E|dpkg|sudo):' || echo "build/packages.log tells why"
 }
 fail_to_install() {
     say "$1. As root, run:"
