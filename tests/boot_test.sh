@@ -56,6 +56,9 @@ for signal in INT QUIT TERM HUP KILL; do
     status=$?
     expect "by $signal" $((128 + $(kill -l $signal))) $status
 done
+device/boot sleep 4711 &
+sleep 2
+kill -KILL $!
 tool up 2> /dev/null
 expect "a device that stays" "static 7" "$(tool in_device cfgdb_cmd set wan proto static
     echo $(tool in_device sh -c 'cfgdb_cmd get wan proto; sleep 4711 > /run/x & exit 7'; echo $?))"

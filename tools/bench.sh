@@ -11,6 +11,7 @@ need_build_tools binutils
 build release tarrow_bench tarrow_probe cfgdb_cmd tarrow_host stat_server
 status=0
 together device/boot build/release/tarrow_bench "$@" < /dev/null || status=$?
+[ $status != 2 ] || fail "no benchmark was run"
 
 library=build/release/libtarrow_modules.so
 row() { printf '%-66s %8d %s\n' "$1" "$2" "${3-bytes}"; }

@@ -6,7 +6,7 @@
 
 [ "$EUID" != 0 ] || umask 022 # root's device runs as nobody, who must be able to read the build
 case $PWD in
-*[][\"\;\$\`\\,\|]* | *$'\n'*) fail "cmake and the linker cannot work in a folder with one of [ ] \" ; \$ \` \\ , | or a line end in its name: $PWD" ;;
+*[][\"\;\$\`\\,\|]* | *$'\n'*) fail "cmake and the linker cannot work in a folder with one of [ ] \" ; \$ \` \\ , | or a line end in its name: $(printf %q "$PWD")" ;;
 esac
 
 # check_room fails when build or the compiler's folder for temporary files is full or read-only.
@@ -41,11 +41,14 @@ need() {
         apt_install "$@" < /dev/null
     else
         together show_install "$@" < /dev/null
-    fi || fail_to_install "these packages could not be installed: $(grep -m1 -E '^(W|E|dpkg|sudo)' build/packages.log || echo "see build/packages.log")" "$@"
+    fi || fail_to_install "these packages could not be installed: $(apt_complaint)" "$@"
+}
+apt_complaint() {
+    grep -v 'unable to resolve host' build/packages.log | grep -m1 -E '^(W|E|dpkg|sudo):' || echo "build/packages.log tells why"
 }
 fail_to_install() {
-    say "$1"
-    echo "as root: apt-get update && apt-get install -y --no-install-recommends ${*:2}" >&2
+    say "$1. As root, run:"
+    echo "apt-get update && apt-get install -y --no-install-recommends ${*:2}" >&2
     exit 1
 }
 # apt runs to its end, also when this command is interrupted: otherwise packages would be half installed.

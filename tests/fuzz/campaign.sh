@@ -31,8 +31,8 @@ campaign() {
         wait $!
         echo $? > /var/fuzz/status
         tar -C /var/fuzz -c .' fuzz build/fuzz/fuzz_requests "${options[@]}" | tar -C build/fuzz -x
-    [ "${1-}" = replay ] || say "$(grep -aoE 'cov: [0-9]+ ft: [0-9]+' $log | tail -n 1)," \
-        "$(sed -n 's/^stat::number_of_executed_units: *//p' $log) executions, $(ls build/fuzz/found | wc -l) kept in build/fuzz/found"
+    [ "${1-}" = replay ] || say "$(sed -n 's/^stat::number_of_executed_units: *//p' $log) executions," \
+        "$(grep -aoE 'cov: [0-9]+' $log | tail -n 1 | sed 's/cov:/coverage/'), $(ls build/fuzz/found | wc -l) kept in build/fuzz/found"
     [ "$(< build/fuzz/status)" = 0 ] || { grep -aE -A 5 'ERROR|runtime error|: Failure|found/' $log; return 1; }
 }
 together campaign "$@" < /dev/null
