@@ -1,0 +1,152 @@
+// The applet table and its dispatch, what all handlers refuse, and the serial trace.
+
+#include "support/device.h"
+
+#include "modules/device_date/device_date_applet.h"
+#include "modules/wlan_wps_client/wlan_wps_client_applet.h"
+#include "support/owned.h"
+#include "tarrow_applets.h"
+#include "tarrow_log.h"
+
+namespace {
+
+using dispatch_test = device_test;
+
+TEST_F(dispatch_test, the_documented_table_is_the_table) {
+    // From "| 0 | lan | script | | ... | `'#'` | `' '` |" to what tarrow_host prints of the row.
+    const std::string documented = output_of(R"(awk -F ' *[|] *' '/^[|] [0-9]/ {
+            name = $3
+            gsub(/\[|\].*/, "", name)
+            printf "%2d %s  (fields %s, records %s)\n", $2, name, substr($8, 2, 3), substr($9, 2, 3)
+            split("pre-set post-set pre-get post-get", phases, " ")
+            for (i = 1; i <= 4; ++i) {
+                script = "/etc/init.d/" name "_" phases[i] ".sh"
+                sub(/-/, "_", script)
+                handler = $(3 + i)
+                gsub(/`/, "", handler)
+                sub(/no script/, "not " script, handler)
+                sub(/^script$/, script, handler)
+                if (handler != "") printf "     %-9s %s\n", phases[i], handler
+            }
+        }' docs/pages/README.md)");
+    EXPECT_EQ(output_of("tarrow_host list"), documented);
+}
+
+TEST_F(dispatch_test, a_handler_runs_in_the_place_of_a_script) {
+    int sum = 0;
+    dc_args_t args = {TARROW_CB_ARGS_XML, {nullptr}, &sum};
+    applet_info row = {};
+    row.di_handler_post_set_cmd = row.di_handler_post_get_cmd = "script";
+    row.di_handler_post_set_func = row.di_handler_post_get_func = [](int flags, dc_args_t *dc) {
+        *static_cast<int *>(dc->dc_opaque) += flags;
+        return -1;
+    };
+    EXPECT_EQ(__tarrow_call_module_post_set_handler(&row, 3, &args), 0);
+    EXPECT_EQ(sum, 3);
+    EXPECT_EQ(args.dc_opaque, &sum);
+    EXPECT_EQ(__tarrow_call_module_post_get_handler(&row, 4, &args), 0);
+    EXPECT_EQ(sum, 7);
+    EXPECT_EQ(events, strings());
+}
+
+TEST_F(dispatch_test, the_other_operations_give_the_result_of_the_handler) {
+    char variable[] = "n";
+    dc_args_t args = {};
+    applet_info row = {};
+    row.di_handler_validate_func = [](char *name, dc_args_t * /*dc*/) { return int{name[0]}; };
+    row.di_handler_dynamic = [](int getset, int flags, dc_args_t * /*dc*/) {
+        return getset * 10 + flags;
+    };
+    row.di_handler_upgrades = [](int version) { return version + 1; };
+    EXPECT_EQ(__tarrow_call_module_validate_handler(&row, variable, &args), 'n');
+    EXPECT_EQ(__tarrow_call_module_dynamic_handler(&row, 4, 2, &args), 42);
+    EXPECT_EQ(__tarrow_call_module_upgrade_handler(&row, 6), 7);
+}
+
+TEST_F(dispatch_test, an_unknown_module_has_no_scripts_and_the_usual_delimiters) {
+    for (const char *module : {"LAN", "la", "lan ", ""}) {
+        SCOPED_TRACE(module);
+        char field = 'x';
+        char record = 'x';
+        dc_args_t args = {};
+        EXPECT_EQ(tarrow_call_module_pre_set_handler(module, TARROW_ACTION_SET, &args), 0);
+        EXPECT_EQ(args.dc_opaque, nullptr);
+        tarrow_call_module_get_delimiters(module, &field, &record);
+        EXPECT_EQ(field, ':');
+        EXPECT_EQ(record, ' ');
+    }
+    EXPECT_EQ(events, strings());
+}
+
+TEST_F(dispatch_test, without_a_temporary_file_a_set_does_not_begin) {
+    dc_args_t args = {};
+    EXPECT_EQ(tarrow_call_module_pre_set_handler("lan", TARROW_ACTION_SET, nullptr), -1)
+        << "nobody would carry its path";
+    limit_descriptors(0);
+    EXPECT_EQ(tarrow_call_module_pre_set_handler("lan", TARROW_ACTION_SET, &args), -1);
+    EXPECT_EQ(args.dc_opaque, nullptr);
+    EXPECT_EQ(events, strings());
+}
+
+TEST_F(dispatch_test, action_words) {
+    canned_output = "";
+    for (int flags = 0; flags <= 7; ++flags) {
+        tarrow_call_module_run_cmd("script", flags, nullptr);
+    }
+    EXPECT_EQ(events, (strings{"+ script start", "+ script stop", "+ script set", "+ script get",
+                               "+ script getlist", "+ script setlist"}));
+}
+
+TEST_F(dispatch_test, a_script_gets_at_most_4095_characters) {
+    canned_output = "";
+    tarrow_call_module_run_cmd("script", TARROW_ACTION_SET, std::string(5000, 'a').c_str());
+    EXPECT_EQ(events, strings{"+ script set " + std::string(4095 - 11, 'a')});
+}
+
+TEST_F(dispatch_test, handlers_refuse_records_that_carry_nothing) {
+    int count = 0;
+    const tarrow::heap<applet_info> rows(tarrow_get_module_applets(&count));
+    dc_args_t page = {TARROW_CB_ARGS_XML, {nullptr}, nullptr};
+    dc_args_t list = {TARROW_CB_ARGS_DLIST, {nullptr}, nullptr};
+    EXPECT_EQ(count, 32);
+    for (const applet_info *row = rows.get(); row != rows.get() + count; ++row) {
+        SCOPED_TRACE(row->di_modname);
+        EXPECT_EQ(row->di_version, 1);
+        for (tarrow_handler_t *handler :
+             {row->di_handler_pre_set_func, row->di_handler_post_set_func,
+              row->di_handler_pre_get_func, row->di_handler_post_get_func}) {
+            const bool looks_at_no_record =
+                handler == nullptr || handler == wlan_wps_client_pre_set;
+            if (!looks_at_no_record) {
+                EXPECT_EQ(handler(TARROW_ACTION_GET, &page), -1);
+            }
+            if (!looks_at_no_record && handler != get_device_date) { // which takes no list
+                EXPECT_EQ(handler(TARROW_ACTION_GET, &list), -1);
+            }
+        }
+    }
+}
+
+TEST_F(dispatch_test, messages_log_why_they_refuse_a_record) {
+    dc_args_t empty = {TARROW_CB_ARGS_XML, {nullptr}, nullptr};
+    dc_args_t list = {TARROW_CB_ARGS_DLIST, {nullptr}, nullptr};
+    tarrow_call_module_post_get_handler("sms", TARROW_ACTION_GET, nullptr);
+    tarrow_call_module_post_get_handler("sms", TARROW_ACTION_GET, &list);
+    tarrow_call_module_post_get_handler("sms", TARROW_ACTION_GET, &empty);
+    EXPECT_EQ(events, (strings{"<11>tarrow:sms: Argument dc is NULL",
+                               "<11>tarrow:sms: dc->dc_type is not TARROW_CB_ARGS_XML",
+                               "<11>tarrow:sms: No XML root found"}));
+}
+
+TEST_F(dispatch_test, of_a_serial_trace_255_characters_are_written) {
+    write_file("/run/instead/dev/ttyS0", "");
+    EXPECT_EQ(__tarrow_log_print(7, "tag", "%d%% %s", 3, std::string(300, 'x').c_str()), 0);
+    EXPECT_EQ(output_of("cat /run/instead/dev/ttyS0"), "3% " + std::string(252, 'x'));
+}
+
+TEST_F(dispatch_test, without_a_console_a_trace_is_lost) {
+    write_file("/run/instead/dev/ttyS0/file", "");
+    EXPECT_EQ(__tarrow_log_write(0, nullptr, "lost"), -1);
+}
+
+} // namespace
