@@ -1,0 +1,265 @@
+// Network queries: forms of texts and tables, live interfaces, refusals.
+
+#include "support/device.h"
+
+#include <linux/sockios.h>
+#include <sched.h>
+
+#include "modules/wan/wan_applet.h"
+
+namespace {
+
+using network_test = device_test;
+
+TEST_F(network_test, dotted_addresses) {
+    const struct {
+        const char *reason;
+        const char *text;
+        int result;
+    } cases[] = {
+        {"an empty component counts as 0", "1..2.3", 0},
+        {"also at the end", "1.2.3.", 0},
+        {"leading zeros", "000000000000255.1.1.1", 0},
+        {"a component of more than 255", "256.1.1.1", -1},
+        {"one that does not fit 32 bits", "4294967296.1.1.1", -1},
+        {"three components", "1.2.3", -1},
+        {"five components", "1.2.3.4.5", -1},
+        {"the character before the digits", "1/.2.3.4", -1},
+        {"the character behind the digits", "1.2.3.:", -1},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.reason);
+        events.clear();
+        EXPECT_EQ(is_ipv4(c.text), c.result);
+        const std::string refusal =
+            "<43>tarrow: is_ipv4: " + std::string(c.text) + " is not valid\n";
+        EXPECT_EQ(events, c.result == 0 ? strings() : strings{refusal});
+    }
+}
+
+TEST_F(network_test, an_empty_address_is_refused_in_silence) {
+    EXPECT_EQ(is_ipv4(""), -1);
+    EXPECT_EQ(events, strings());
+}
+
+TEST_F(network_test, mac_addresses) {
+    const struct {
+        const char *reason;
+        const char *text;
+        int result;
+        const char *address;
+    } cases[] = {
+        {"digits of either case", "00:1a:2B:3c:4d:5e", 1, "00:1A:2B:3C:4D:5E"},
+        {"any one character separates", "a-B 3:4x5.6", 1, "0A:0B:03:04:05:06"},
+        {"blanks before a number", "1:2: 3:4:5:6", 1, "01:02:03:04:05:06"},
+        {"nothing counts as 0", "1::x:4:5:", 1, "01:00:00:00:04:05"},
+        {"of a number the low byte", "1fe:2:3:4:5:6", 1, "FE:02:03:04:05:06"},
+        {"the largest number there is", "10000000000000000:2:3:4:5:6", 1, "FF:02:03:04:05:06"},
+        {"what follows the sixth number", "1:2:3:4:5:6:7", 1, "01:02:03:04:05:06"},
+        {"five numbers", "1:2:3:4:5", 0, "01:02:03:04:05:00"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.reason);
+        unsigned char bytes[6] = {9, 9, 9, 9, 9, 9};
+        char text[18];
+        EXPECT_EQ(ether_atoe(c.text, bytes), c.result);
+        EXPECT_STREQ(ether_etoa(bytes, text), c.address);
+    }
+}
+
+TEST_F(network_test, rows_of_the_arp_table) {
+    const struct {
+        const char *reason;
+        std::string rows;
+        const char *mac; // of 10.0.0.1
+    } cases[] = {
+        {"the first row of an address", "10.0.0.1 0x1 0x2 m * b\n10.0.0.1 0x1 0x2 n * b\n", "m"},
+        {"a longer address", "10.0.0.11 0x1 0x2 m * b\n", ""},
+        {"no device", "10.0.0.1 0x1 0x2 m *\n", ""},
+        {"a type without 0x", "10.0.0.1 1 0x2 m * b\n", ""},
+        {"flags without 0x", "10.0.0.1 0x1 2 m * b\n", ""},
+        {"of a MAC address 17 characters", "10.0.0.1 0x1 0x2 02:00:00:00:00:01:2 * b\n",
+         "02:00:00:00:00:01"},
+        {"what follows 99 characters is a row", std::string(99, 'x') + "10.0.0.1 0x1 0x2 m * b\n",
+         "m"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.reason);
+        write_file("/run/instead/proc/net/arp", "10.0.0.1 0x1 0x2 header * b\n" + c.rows);
+        EXPECT_STREQ(get_mac_from_ip("10.0.0.1"), c.mac);
+    }
+    limit_descriptors(0);
+    EXPECT_EQ(get_mac_from_ip("10.0.0.1"), nullptr);
+}
+
+std::string gateway(const char *interface) {
+    char address[16] = "none";
+    get_gateway_address(interface, address);
+    return address;
+}
+
+TEST_F(network_test, rows_of_the_route_table) {
+    const std::string blanks(225, ' '); // of a row 255 characters count
+    const struct {
+        const char *reason;
+        std::string row;
+        const char *gateway;
+    } cases[] = {
+        {"the low byte comes first", "e 0 0201A8C0 3 0 0 0 0 0 0 0", "192.168.1.2"},
+        {"the largest address", "e 0 FFFFFFFF 3 0 0 0 0 0 0 0", "255.255.255.255"},
+        {"negative columns that are not looked at", "e 0 1 3 0 0 -1 0 0 -1 0", "1.0.0.0"},
+        {"a name of 15 characters", "name-of-fifteen 0 1 3 0 0 0 0 0 0 0", "1.0.0.0"},
+        {"one of 16", "name-of-sixteen- 0 1 3 0 0 0 0 0 0 0", "7.0.0.0"},
+        {"an address that is no number", "e 0 zz 3 0 0 0 0 0 0 0", "7.0.0.0"},
+        {"a negative address", "e 0 -1 3 0 0 0 0 0 0 0", "7.0.0.0"},
+        {"an address of 9 digits", "e 0 123456789 3 0 0 0 0 0 0 0", "7.0.0.0"},
+        {"a metric that is no number", "e 0 1 3 0 0 x 0 0 0 0", "7.0.0.0"},
+        {"ten columns", "e 0 1 3 0 0 0 0 0 0", "7.0.0.0"},
+        {"an empty row", "", "7.0.0.0"},
+        {"the 255th character counts", "abcd 0 1 3 0 0 0 0 0 0" + blanks.substr(0, 232 - 0) + "9",
+         "1.0.0.0"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.reason);
+        write_file("/run/instead/proc/net/route",
+                   "header 0 9 3 0 0 0 0 0 0 0\n" + c.row + "\neth0 0 7 3 0 0 0 0 0 0 0\n");
+        EXPECT_EQ(gateway("eth0"), c.gateway);
+    }
+}
+
+TEST_F(network_test, the_gateway_of_a_cellular_link_is_the_first_host_route) {
+    write_file("/run/instead/proc/net/route", "header 1 0 3 0 0 0 FFFFFFFF 0 0 0\n"
+                                              "ccinet0 0 7 3 0 0 0 0 0 0 0\n"
+                                              "eth0 0100000A 0 5 0 0 0 FFFFFFFF 0 0 0\n");
+    EXPECT_EQ(gateway("xccinetx"), "10.0.0.1");
+    EXPECT_EQ(gateway("wlan0"), "7.0.0.0");
+}
+
+TEST_F(network_test, route_tables_without_a_gateway) {
+    write_file("/run/instead/proc/net/route", "");
+    EXPECT_EQ(gateway("eth0"), "none");
+    write_file("/run/instead/proc/net/route", "header\n");
+    EXPECT_EQ(gateway("eth0"), "none");
+    limit_descriptors(0);
+    EXPECT_EQ(gateway("eth0"), "none");
+    EXPECT_EQ(events, (strings{"<43>tarrow: get_gateway_address: fscanf is failed \n",
+                               "<43>tarrow: get_gateway_address: read is failed \n",
+                               "<43>tarrow: get_gateway_address: fopen is failed \n"}));
+}
+
+TEST_F(network_test, values_of_interfaces) {
+    const struct {
+        int request;
+        const char *interface;
+        const char *value;
+    } cases[] = {
+        {SIOCGIFADDR, "ccinet0", "10.64.1.2"},    {SIOCGIFDSTADDR, "ccinet0", "10.64.1.1"},
+        {SIOCGIFNETMASK, "br0", "255.255.255.0"}, {SIOCGIFHWADDR, "lo", "00:00:00:00:00:00"},
+        {SIOCGIFBRDADDR, "br0", "unchanged"},
+    };
+    for (const auto &c : cases) {
+        char value[18] = "unchanged";
+        EXPECT_EQ(get_by_ioctl(-1, c.request, c.interface, value), 0);
+        EXPECT_STREQ(value, c.value);
+    }
+    EXPECT_EQ(events, strings{"<43>tarrow: get_by_ioctl: ioctl isn't implemented\n"});
+}
+
+TEST_F(network_test, interfaces_that_cannot_be_asked) {
+    char value[18] = "unchanged";
+    EXPECT_EQ(get_by_ioctl(-1, SIOCGIFADDR, "none", value), -1);
+    EXPECT_EQ(get_by_ioctl(-1, SIOCGIFADDR, "lo-and-a-longer-name", value), -1);
+    EXPECT_EQ(get_link_status("none"), -2);
+    limit_descriptors(0);
+    EXPECT_EQ(get_by_ioctl(-1, SIOCGIFADDR, "lo", value), -1);
+    EXPECT_EQ(get_link_status("lo"), -1);
+    EXPECT_EQ(if_wan_ifc_lives("lo"), -1);
+    EXPECT_STREQ(value, "unchanged");
+    EXPECT_EQ(events,
+              (strings{"<43>tarrow: get_by_ioctl: ioctl is failed\n",
+                       "<43>tarrow: get_by_ioctl: ioctl is failed\n",
+                       "<43>tarrow: get_link_status: ETHTOOL_GLINK failed: No such device\n",
+                       "<43>tarrow: get_by_ioctl: Socket creation is failed\n",
+                       "<43>tarrow: get_link_status: Socket error\n",
+                       "<43>tarrow: if_wan_ifc_lives: socket is failed \n"}));
+}
+
+TEST_F(network_test, null_names_are_logged) {
+    EXPECT_EQ(get_by_ioctl(-1, SIOCGIFADDR, "lo", nullptr), -1);
+    EXPECT_EQ(get_link_status(nullptr), -1);
+    EXPECT_EQ(if_wan_ifc_lives(nullptr), -1);
+    EXPECT_EQ(events, (strings{"<43>tarrow: get_by_ioctl: Null pointer\n",
+                               "<43>tarrow: get_link_status: pointer is NULL \n",
+                               "<43>tarrow: if_wan_ifc_lives: Null pointer \n"}));
+}
+
+TEST_F(network_test, an_interface_lives_when_it_is_among_the_first_ten_addresses) {
+    output_of("for i in 0 1 2 3 4 5 6 7 8 9; do "
+              "ip addr add 127.1.0.$i/32 dev lo label lo:$i; done"); // behind the one of lo
+    EXPECT_EQ(if_wan_ifc_lives("LO:8"), 1);
+    EXPECT_EQ(if_wan_ifc_lives("lo:9"), 0);
+    output_of("for i in 0 1 2 3 4 5 6 7 8 9; do ip addr del 127.1.0.$i/32 dev lo; done");
+}
+
+TEST_F(network_test, every_interface_lives_where_none_has_an_address) {
+    EXPECT_EXIT(_exit(unshare(CLONE_NEWNET) == 0 ? if_wan_ifc_lives("none") : 9),
+                testing::ExitedWithCode(1), "");
+}
+
+TEST_F(network_test, names_and_addresses_of_ipv6) {
+    const std::string longest(1023 - 22 - 54, 'x'); // what fits the command
+    const std::string command = "+ /system/sbin/ifconfig " + longest +
+                                " | /xbin/grep 'inet6.*Global' | /xbin/awk '{print $3}'";
+    const std::string digits(128, '0'); // without the end of an address, "/"
+    char text[128] = {};
+    canned_output = digits.c_str();
+    EXPECT_EQ(get_ipv6_address("", text), 0);
+    EXPECT_EQ(get_ipv6_address("-a", text), 0);
+    EXPECT_EQ(get_ipv6_address((longest + "x").c_str(), text), 0);
+    EXPECT_EQ(get_ipv6_address(longest.c_str(), text), 1);
+    EXPECT_EQ(text, std::string(127, '0'));
+    EXPECT_EQ(events, strings{command});
+    canned_output = "2001:db8::1/64\n";
+    EXPECT_EQ(get_ipv6_address("eth0", text), 1);
+    EXPECT_STREQ(text, "2001:db8::1");
+    canned_output = "";
+    EXPECT_EQ(get_ipv6_address("eth0", text), 0);
+}
+
+TEST_F(network_test, the_first_line_of_a_file) {
+    char text[8] = "old old";
+    write_file("/tmp/line", "12345\n7\n");
+    EXPECT_EQ(file_to_buf("/tmp/line", text, sizeof(text)), 1);
+    EXPECT_EQ(std::string(text, 8), std::string("12345\n\0\0", 8));
+    write_file("/tmp/line", "123456789");
+    EXPECT_EQ(file_to_buf("/tmp/line", text, sizeof(text)), 1);
+    EXPECT_STREQ(text, "1234567");
+    EXPECT_EQ(file_to_buf("/tmp/none", text, sizeof(text)), 0);
+    EXPECT_EQ(std::string(text, 8), std::string(8, '\0'));
+}
+
+TEST_F(network_test, versions) {
+    const std::string longest = "MAINAP-" + std::string(118, 'x') + ", ";
+    const struct {
+        const char *reason;
+        std::string version, shown, log;
+    } cases[] = {
+        {"from MAIN on, up to the separator", "x MAINAP-1, CP", "MAINAP-1, ", ""},
+        {"the longest", longest + "CP", longest, ""},
+        {"a longer one", "MAINAP-x" + longest.substr(7), "", "sw_version not in format!!"},
+        {"nothing behind AP", "MAIN1, AP-2", "", "sw_version not in format!!"},
+        {"AP before MAIN", "AP-1, MAIN", "", "sw_version:AP not in format!!"},
+        {"no MAIN", "AP-1, ", "", "sw_version:MAIN not in format!!"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.reason);
+        char text[256] = {};
+        c.version.copy(text, sizeof(text));
+        events.clear();
+        EXPECT_EQ(generate_sw_version(text), c.log.empty() ? static_cast<int>(c.shown.size()) : -1);
+        EXPECT_EQ(text, c.log.empty() ? c.shown : c.version);
+        EXPECT_EQ(events, c.log.empty() ? strings() : strings{"<43>tarrow: " + c.log});
+    }
+}
+
+} // namespace
