@@ -4,10 +4,8 @@
 
 #include <climits>
 
-#include "cfgdb.h"
 #include "support/command.h"
 #include "support/files.h"
-#include "support/settings.h"
 
 namespace {
 
@@ -23,12 +21,6 @@ TEST_F(helpers_test, any_text_reaches_a_command_as_one_word) {
         line.text("set -- ").word(text.c_str()).text("; printf '%s words: %s' $# \"$@\"");
         EXPECT_EQ(output_of(line.c_str()), "1 words: " + text);
     }
-}
-
-TEST_F(helpers_test, a_plain_text_needs_no_quotes) {
-    tarrow::command_line<30> line;
-    EXPECT_STREQ(line.word("AZaz09_.,:/+@%=-").c_str(), "AZaz09_.,:/+@%=-");
-    EXPECT_STREQ(line.text(" ").number(INT_MIN).c_str(), "AZaz09_.,:/+@%=- -2147483648");
 }
 
 TEST_F(helpers_test, a_cut_line_is_well_formed) {
@@ -59,7 +51,6 @@ TEST_F(helpers_test, numbers_and_words_of_files) {
     } cases[] = {
         {"blanks before, and other characters behind", " \n\t-12abc x", -12, "-12ab"},
         {"no number", "x1\v2", 7, "x1"},
-        {"an empty file", "", 7, "old"},
         {"a NUL ends the text", std::string("\0a1", 3), 7, "old"},
         {"the 255th character counts", std::string(254, '0') + "5", 5, "00000"},
         {"the 256th does not", std::string(255, ' ') + "5", 7, "old"},
@@ -79,12 +70,7 @@ TEST_F(helpers_test, numbers_and_words_of_files) {
     }
 }
 
-TEST_F(helpers_test, files_that_cannot_be_read_or_written) {
-    int number = 7;
-    char word[6] = "old";
-    EXPECT_FALSE(tarrow::scan_number("/tmp/none", number));
-    EXPECT_FALSE(tarrow::read_word("/tmp/none", word, sizeof(word)));
-    EXPECT_FALSE(tarrow::read_number("/tmp/none"));
+TEST_F(helpers_test, a_number_is_written_or_not) {
     EXPECT_FALSE(tarrow::read_number("/tmp")) << "a folder can be opened";
     EXPECT_FALSE(tarrow::write_number("/dev/full", 1));
     EXPECT_FALSE(tarrow::write_number("/tmp/none/file", 1));
@@ -92,16 +78,6 @@ TEST_F(helpers_test, files_that_cannot_be_read_or_written) {
     EXPECT_EQ(output_of("cat /tmp/value"), "-2147483648");
     EXPECT_TRUE(tarrow::write_number("/tmp/value", 1));
     EXPECT_EQ(output_of("cat /tmp/value"), "1");
-}
-
-TEST_F(helpers_test, settings) {
-    output_of("cfgdb_cmd set wan proto static; cfgdb_cmd set wan n x");
-    EXPECT_EQ(tarrow::read_setting_number("wan", "n", 9), 0) << "begins with no number";
-    EXPECT_EQ(tarrow::read_setting_number("wan", "none", 9), 9);
-    EXPECT_EQ(cfgdb_match__("wan", nullptr, "proto", "STATIC"), 1);
-    EXPECT_EQ(cfgdb_match__("wan", nullptr, "proto", "stat"), 0);
-    EXPECT_EQ(cfgdb_match__("wan", nullptr, "none", ""), 0);
-    EXPECT_EQ(cfgdb_match__("", nullptr, "proto", "static"), 0) << "cannot be opened";
 }
 
 } // namespace
