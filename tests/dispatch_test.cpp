@@ -1,129 +1,127 @@
-// The applet table and its dispatch, and the serial trace, as far as no page shows them.
+// The applet table and its dispatch, what all handlers refuse, and the serial trace.
 
-#include "support/transcript.h"
+#include "support/device.h"
 
-#include <dlfcn.h>
-#include <fstream>
-#include <regex>
-#include <sstream>
-#include <unistd.h>
-
-#include "../src/modules/pin_puk/pin_puk_applet.h"
-#include "../src/support/owned.h"
-#include "../src/tarrow_log.h"
+#include "modules/wlan_wps_client/wlan_wps_client_applet.h"
+#include "support/owned.h"
+#include "tarrow_applets.h"
+#include "tarrow_log.h"
 
 namespace {
 
-using namespace testing_device;
 using dispatch_test = device_test;
 
-TEST_F(dispatch_test, the_index_of_the_pages_is_the_table) {
-    const std::string index = output_of(R"(awk -F ' *[|] *' '/^[|] [0-9]/ {
-        name = $3; gsub(/\[|\].*/, "", name)
-        printf "%2d %s  (fields %s, records %s)\n", $2, name, substr($8, 2, 3), substr($9, 2, 3)
-        split("pre-set post-set pre-get post-get", phases, " ")
-        for (i = 1; i <= 4; ++i) {
-            script = "/etc/init.d/" name "_" phases[i] ".sh"; sub(/-/, "_", script)
-            text = $(3 + i); gsub(/`/, "", text); sub(/no script/, "not " script, text); sub(/^script$/, script, text)
-            if (text != "") printf "     %-9s %s\n", phases[i], text
-        }
-    }' )" TARROW_SOURCE_DIR "/docs/pages/README.md");
-    EXPECT_EQ(output_of("tarrow_host list"), index);
-    int count = 0;
-    const tarrow::heap<applet_info> table(tarrow_get_module_applets(&count));
-    for (int i = 0; i < count; ++i) { EXPECT_EQ(table.get()[i].di_version, 1); }
+TEST_F(dispatch_test, the_documented_table_is_the_table) {
+    // From "| 0 | lan | script | | ... | `'#'` | `' '` |" to what tarrow_host prints of the row.
+    const std::string documented = output_of(R"(awk -F ' *[|] *' '/^[|] [0-9]/ {
+            name = $3
+            gsub(/\[|\].*/, "", name)
+            printf "%2d %s  (fields %s, records %s)\n", $2, name, substr($8, 2, 3), substr($9, 2, 3)
+            split("pre-set post-set pre-get post-get", phases, " ")
+            for (i = 1; i <= 4; ++i) {
+                script = "/etc/init.d/" name "_" phases[i] ".sh"
+                sub(/-/, "_", script)
+                handler = $(3 + i)
+                gsub(/`/, "", handler)
+                sub(/no script/, "not " script, handler)
+                sub(/^script$/, script, handler)
+                if (handler != "") printf "     %-9s %s\n", phases[i], handler
+            }
+        }' docs/pages/README.md)");
+    EXPECT_EQ(output_of("tarrow_host list"), documented);
 }
 
-TEST_F(dispatch_test, handlers_and_scripts) {
-    int sum = 0;
-    char name[] = "n";
-    dc_args_t args = {TARROW_CB_ARGS_XML, {nullptr}, &sum};
+TEST_F(dispatch_test, the_other_operations_give_the_result_of_the_handler) {
+    char variable[] = "n";
+    dc_args_t args = {};
     applet_info row = {};
-    row.di_handler_post_set_func = row.di_handler_post_get_func = [](int flags, dc_args_t *dc) {
-        *static_cast<int *>(dc->dc_opaque) += flags;
-        return -1;
+    row.di_handler_validate_func = [](char *name, dc_args_t * /*dc*/) { return int{name[0]}; };
+    row.di_handler_dynamic = [](int getset, int flags, dc_args_t * /*dc*/) {
+        return getset * 10 + flags;
     };
-    row.di_handler_post_set_cmd = row.di_handler_post_get_cmd = "script"; // for which there is a handler
-    row.di_handler_validate_func = [](char *variable, dc_args_t *dc) { return dc != nullptr ? variable[0] + 0 : 0; };
     row.di_handler_upgrades = [](int version) { return version + 1; };
-    row.di_handler_dynamic = [](int getset, int flags, dc_args_t *) { return getset * 10 + flags; };
-    EXPECT_EQ(__tarrow_call_module_post_set_handler(&row, 2, &args), 0);
-    EXPECT_EQ(__tarrow_call_module_post_get_handler(&row, 4, &args), 0);
-    EXPECT_EQ(sum, 6);
-    EXPECT_EQ(__tarrow_call_module_validate_handler(&row, name, &args), 'n');
+    EXPECT_EQ(__tarrow_call_module_validate_handler(&row, variable, &args), 'n');
     EXPECT_EQ(__tarrow_call_module_dynamic_handler(&row, 4, 2, &args), 42);
     EXPECT_EQ(__tarrow_call_module_upgrade_handler(&row, 6), 7);
-    for (const char *module : {"lan", "LAN", "la", "lan ", static_cast<const char *>(nullptr)}) {
-        EXPECT_EQ(tarrow_call_module_validate_handler(module, name, &args), 0);
-        EXPECT_EQ(tarrow_call_module_dynamic_handler(module, 4, 2, &args), 0);
-        EXPECT_EQ(tarrow_call_module_pre_get_handler(module, 3, &args), 0);
+}
+
+TEST_F(dispatch_test, an_unknown_module_has_no_scripts_and_the_usual_delimiters) {
+    for (const char *module : {"LAN", "la", "lan ", ""}) {
+        SCOPED_TRACE(module);
+        char field = 'x';
+        char record = 'x';
+        dc_args_t args = {};
+        EXPECT_EQ(tarrow_call_module_pre_set_handler(module, TARROW_ACTION_SET, &args), 0);
+        EXPECT_EQ(args.dc_opaque, nullptr);
+        tarrow_call_module_get_delimiters(module, &field, &record);
+        EXPECT_EQ(field, ':');
+        EXPECT_EQ(record, ' ');
     }
-    tarrow_call_module_post_set_handler("locale", TARROW_ACTION_SET, nullptr);
-    const std::string start = "script set ", rest(4095 - start.size(), 'a');
-    EXPECT_EQ(tarrow_call_module_pre_set_handler("lan", TARROW_ACTION_SET, nullptr), -1);
-    for (const int flags : {0, 1, 2, 3, 4, 5, 6, 7}) { tarrow_call_module_run_cmd("script", flags, ""); }
-    tarrow_call_module_run_cmd("script", TARROW_ACTION_SET, (rest + "aaa").c_str());
-    EXPECT_EQ(seen(),
-              (strings{"$ /etc/init.d/locale_config.sh set", "$ script start ", "$ script stop ", "$ script set ",
-                       "$ script get ", "$ script getlist ", "$ script setlist ", "$ " + start + rest}));
+    EXPECT_EQ(events, strings());
+}
+
+TEST_F(dispatch_test, without_a_temporary_file_a_set_does_not_begin) {
+    dc_args_t args = {};
+    EXPECT_EQ(tarrow_call_module_pre_set_handler("lan", TARROW_ACTION_SET, nullptr), -1)
+        << "nobody would carry its path";
     limit_descriptors(0);
     EXPECT_EQ(tarrow_call_module_pre_set_handler("lan", TARROW_ACTION_SET, &args), -1);
-    EXPECT_EQ(args.dc_opaque, &sum);
+    EXPECT_EQ(args.dc_opaque, nullptr);
+    EXPECT_EQ(events, strings());
 }
 
-/// Calls all operations that the headers name, with null pointers and numbers that are 0; more words are no harm to a C
-/// function. Leaves which of those that give a number did not give -1.
-#ifdef __clang__
-__attribute__((no_sanitize("function")))
-#endif
-void call_with_nothing() {
-    std::istringstream names(output_of("grep -rhoE '^[a-z][a-z0-9_ ]* [*]?[a-z_0-9]+[(]' " TARROW_SOURCE_DIR
-                                       "/src --include='*.h' | sed 's/(//; s/[*]//' | sort -u"));
-    std::ofstream results("/tmp/results");
-    for (std::string name, type; std::getline(names, name);) {
-        type = name.substr(0, name.rfind(' '));
-        name.erase(0, type.size() + 1);
-        void *const operation = dlsym(RTLD_DEFAULT, name.c_str());
-        if (operation == nullptr || name == "get_client_fifo") { continue; } // which would wait for a server
-        std::cerr << name << "\n";                                           // for the last one to be seen
-        const int result = reinterpret_cast<int (*)(long, long, long, long, long, long)>(operation)(0, 0, 0, 0, 0, 0);
-        if (type == "int" && result != -1) { results << name << "=" << result << " "; }
+TEST_F(dispatch_test, action_words) {
+    canned_output = "";
+    for (int flags = 0; flags <= 7; ++flags) {
+        tarrow_call_module_run_cmd("script", flags, nullptr);
     }
-    results.close();
-    _exit(0);
+    EXPECT_EQ(events, (strings{"+ script start", "+ script stop", "+ script set", "+ script get",
+                               "+ script getlist", "+ script setlist"}));
 }
 
-TEST_F(dispatch_test, operations_take_null) {
-    EXPECT_EXIT(call_with_nothing(), testing::ExitedWithCode(0), "");
-    EXPECT_EQ(std::regex_replace(read_file("/tmp/results"), std::regex("_*tarrow_call[a-z_]*=0 |=0"), ""),
-              "__tarrow_log_write cfgdb_get_int cfgdb_match__ dl_count_meta_fields dl_get_meta_fields enter_lock=1 "
-              "ether_atoe file_to_buf get_ipv6_address http_share_enter_folder http_share_xml_get "
-              "is_connected_in_bridge is_connected_in_wlan lan_stat_get pin_puk_xml_get stat_client_main "
-              "stat_xml_get=1 statistics_get=1 wan_info_gather wan_xml_get=1 wlan_stat_get wlan_wps_client_pre_set "
-              "wlan_xml_get=1 ");
+TEST_F(dispatch_test, a_script_gets_at_most_4095_characters) {
+    canned_output = "";
+    tarrow_call_module_run_cmd("script", TARROW_ACTION_SET, std::string(5000, 'a').c_str());
+    EXPECT_EQ(events, strings{"+ script set " + std::string(4095 - 11, 'a')});
 }
 
-TEST_F(dispatch_test, operations_of_the_pin) {
-    EXPECT_EQ(enable_pin("1;") + disable_pin("2;") + change_pin("3", ";") + reset_pin_using_puk("4", ";") +
-                  provide_pin(";") + mep_provide_ck(";"),
-              -6);
-    EXPECT_EQ(seen(), strings());
-    set_setting("wan", "proto", "x");
-    EXPECT_EQ(enable_pin("1") + disable_pin("2") + change_pin("3", "4") + reset_pin_using_puk("5", "6") +
-                  provide_pin("7") + mep_provide_ck("8"),
-              -1); // no control key is waited for
+TEST_F(dispatch_test, handlers_refuse_records_that_carry_nothing) {
+    int count = 0;
+    const tarrow::heap<applet_info> rows(tarrow_get_module_applets(&count));
+    dc_args_t page = {TARROW_CB_ARGS_XML, {nullptr}, nullptr};
+    for (const applet_info *row = rows.get(); row != rows.get() + count; ++row) {
+        SCOPED_TRACE(row->di_modname);
+        EXPECT_EQ(row->di_version, 1);
+        for (tarrow_handler_t *handler :
+             {row->di_handler_pre_set_func, row->di_handler_post_set_func,
+              row->di_handler_pre_get_func, row->di_handler_post_get_func}) {
+            if (handler != nullptr && handler != wlan_wps_client_pre_set) { // which takes any
+                EXPECT_EQ(handler(TARROW_ACTION_GET, &page), -1);
+            }
+        }
+    }
 }
 
-TEST_F(dispatch_test, delimiters_and_the_serial_trace) {
-    char field = 'x', record = 'x';
-    tarrow_call_module_get_delimiters("none", &field, &record);
-    EXPECT_EQ(std::string({field, record}), ": ");
-    EXPECT_EQ(__tarrow_log_write(0, nullptr, "%"), 0);
-    EXPECT_EQ(__tarrow_log_print(7, "tag", "%d of %s\n", 3, std::string(300, 'x').c_str()), 0);
-    EXPECT_EQ(console(), "%3 of " + std::string(250, 'x'));
-    unlink("/dev/ttyS0");
-    EXPECT_EQ(__tarrow_log_write(0, nullptr, "lost") + __tarrow_log_print(0, nullptr, "lost"), -2);
-    EXPECT_NE(access("/dev/ttyS0", F_OK), 0);
+TEST_F(dispatch_test, messages_log_why_they_refuse_a_record) {
+    dc_args_t empty = {TARROW_CB_ARGS_XML, {nullptr}, nullptr};
+    dc_args_t list = {TARROW_CB_ARGS_DLIST, {nullptr}, nullptr};
+    tarrow_call_module_post_get_handler("sms", TARROW_ACTION_GET, nullptr);
+    tarrow_call_module_post_get_handler("sms", TARROW_ACTION_GET, &list);
+    tarrow_call_module_post_get_handler("sms", TARROW_ACTION_GET, &empty);
+    EXPECT_EQ(events, (strings{"<11>tarrow:sms: Argument dc is NULL",
+                               "<11>tarrow:sms: dc->dc_type is not TARROW_CB_ARGS_XML",
+                               "<11>tarrow:sms: No XML root found"}));
+}
+
+TEST_F(dispatch_test, of_a_serial_trace_255_characters_are_written) {
+    write_file("/run/instead/dev/ttyS0", "");
+    EXPECT_EQ(__tarrow_log_print(7, "tag", "%d%% %s", 3, std::string(300, 'x').c_str()), 0);
+    EXPECT_EQ(output_of("cat /run/instead/dev/ttyS0"), "3% " + std::string(252, 'x'));
+}
+
+TEST_F(dispatch_test, without_a_console_a_trace_is_lost) {
+    write_file("/run/instead/dev/ttyS0/file", "");
+    EXPECT_EQ(__tarrow_log_write(0, nullptr, "lost"), -1);
 }
 
 } // namespace

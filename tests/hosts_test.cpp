@@ -1,72 +1,73 @@
-// The host tables: how much they hold, and what no page shows of them.
+// The host tables: how much they hold, odd sources, lookups.
 
-#include "support/transcript.h"
+#include "support/device.h"
 
-#include <cstring>
-
-#include "../src/modules/device_management/host_tables.h"
-#include "../src/support/owned.h"
+#include "modules/device_management/host_tables.h"
+#include "support/owned.h"
 
 namespace {
 
-using namespace testing_device;
-using hosts_test = device_test;
-
-/// Reads a table; gives its entries, each with ", " behind it, or "untouched". Its release frees all.
-template <typename List, int (*reader)(List *), void (*release)(List *)>
-std::string read() {
-    List table = {};
-    table.num_of_entries = -1;
-    EXPECT_EQ(reader(&table), 0);
-    std::string all = table.num_of_entries < 0 ? "untouched" : "";
-    for (int i = 0; i < table.num_of_entries; ++i) {
-        char *texts[3] = {}; // an entry is nothing but texts
-        std::memcpy(texts, &table.entry[i], sizeof(table.entry[i]));
-        for (const char *text : texts) { all += text != nullptr ? text + std::string(" ") : ""; }
-        all += ", ";
+class hosts_test : public device_test {
+protected:
+    ~hosts_test() override {
+        bridge_list_free(&bridge);
+        arp_list_free(&arp);
+        dhcp_client_list_free(&leases);
+        wireless_client_list_free(&stations);
     }
-    release(&table);
+
+    bridge_fwd_list_t bridge = {};
+    arp_list_t arp = {};
+    dhcp_list_t leases = {};
+    wireless_list_t stations = {};
+};
+
+/// A text 73 times, which is once more than a table holds.
+std::string too_many(const std::string &entry) {
+    std::string all;
+    for (int i = 0; i < 73; ++i) {
+        all += entry;
+    }
     return all;
 }
-constexpr auto bridge = read<bridge_fwd_list_t, bridge_fwd_get, bridge_list_free>;
-constexpr auto stations = read<wireless_list_t, get_wireless_clients, wireless_client_list_free>;
-constexpr auto arp = read<arp_list_t, arp_get, arp_list_free>;
-constexpr auto leases = read<dhcp_list_t, dhcp_sys_info_get, dhcp_client_list_free>;
 
-TEST_F(hosts_test, what_tables_and_commands_hold) {
-    printed = output_of("/system/usr/sbin/brctl showmacs br0");
-    EXPECT_NE(bridge().find("1 02:00:00:00:01:64 ,"), std::string::npos); // as the bridge itself tells it
-    const struct {
-        std::string (*read)();
-        const char *path, *head, *row, *entry;
-    } tables[] = {
-        {bridge, "/tmp/printed", "h\n", "12345 no 0 x\n", "1234 5 , "},
-        {stations, "/tmp/printed", "h\nh\nMAC x\nother\n", "MAC Address: m\n", "  m , "},
-        {arp, "/proc/net/arp", "h\n", "1.1.1.1 1 2 m x br0\n", "1.1.1.1 m , "},
-        {leases, "/var/lib/udhcpd.leases", "", "\\(\xe9*56)", "233.233.233.233 e9:e9:e9:e9:e9:e9 \\(%E9*30) , "},
-    };
-    for (const auto &[read, path, head, row, entry] : tables) {
-        const std::string whole = unescape(row), shown = unescape(entry);
-        const std::pair<std::string, std::string> contents[] = {
-            {head + unescape("\\(" + whole + "*73)"), unescape("\\(" + shown + "*72)")},
-            {head + whole.substr(0, whole.size() - 1), *head != '\0' ? shown : ""}, // a line need not end, but a lease
-            {"", ""}};
-        for (const auto &[content, expected] : contents) {
-            printed = content;
-            substitute(path, content);
-            EXPECT_EQ(read(), expected);
-        }
-    }
-    wireless_list_t list = {};
-    get_wireless_clients_for_interface("14-characters:", &list);
-    get_wireless_clients_for_interface("15-characters::", &list); // does not fit the command
-    EXPECT_EQ(seen().back(), "$ /system/usr/bin/wapctl -i 14-characters: sta_list");
-    list.num_of_entries = 9999; // which no table holds
-    EXPECT_EQ(is_connected_in_wlan("m", &list), 0);
-    EXPECT_STREQ(tarrow::heap_string(escape_special_chars("\x01 ,-./09:@AZ[^_`az{\xff")).get(),
-                 "%01+%2C-.%2F09%3A%40AZ%5B%5E_%60az%7B%FF");
+TEST_F(hosts_test, a_table_holds_72_hosts) {
+    const std::string macs = "ports\n" + too_many("1 m no 0\n");
+    const std::string clients = "count\n\n" + too_many("MAC Address: m\n");
+    write_file("/run/instead/proc/net/arp", "header\n" + too_many("1.1.1.1 1 2 m x br0\n"));
+    write_file("/run/instead/var/lib/udhcpd.leases", too_many(std::string(56, 'x')));
+    EXPECT_EQ(arp_get(&arp), 0);
+    EXPECT_EQ(arp.num_of_entries, 72);
+    EXPECT_EQ(dhcp_sys_info_get(&leases), 0);
+    EXPECT_EQ(leases.num_of_entries, 72);
+    canned_output = macs.c_str();
+    EXPECT_EQ(bridge_fwd_get(&bridge), 0);
+    EXPECT_EQ(bridge.num_of_entries, 72);
+    canned_output = clients.c_str();
+    EXPECT_EQ(get_wireless_clients(&stations), 0);
+    EXPECT_EQ(stations.num_of_entries, 72);
+}
+
+TEST_F(hosts_test, without_a_source_a_table_stays_as_it_was) {
+    bridge.num_of_entries = arp.num_of_entries = -1;
+    setenv("POPEN_FAILS", "1", 1);
+    EXPECT_EQ(bridge_fwd_get(&bridge), 0);
+    EXPECT_EQ(bridge.num_of_entries, -1);
     limit_descriptors(0);
-    EXPECT_EQ(bridge() + stations() + arp() + leases(), "untoucheduntoucheduntouched");
+    EXPECT_EQ(arp_get(&arp), 0);
+    EXPECT_EQ(arp.num_of_entries, -1);
+}
+
+TEST_F(hosts_test, an_interface_whose_name_does_not_fit_the_command_has_no_stations) {
+    canned_output = "";
+    get_wireless_clients_for_interface("14-characters-", &stations);
+    get_wireless_clients_for_interface("15-characters--", &stations);
+    EXPECT_EQ(events, strings{"+ /system/usr/bin/wapctl -i 14-characters- sta_list"});
+}
+
+TEST_F(hosts_test, names_are_form_encoded) {
+    const tarrow::heap_string escaped(escape_special_chars("\x01 ,-./09:@AZ[^_`az{\xc3\xa9~"));
+    EXPECT_STREQ(escaped.get(), "%01+%2C-.%2F09%3A%40AZ%5B%5E_%60az%7B%C3%A9%7E");
 }
 
 } // namespace
