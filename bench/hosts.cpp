@@ -1,4 +1,5 @@
-// The connected-hosts pass, without the commands that fill its tables, at 1 to 500 records.
+// Marks the connected hosts in lists of 1 to 500 records, without the commands that fill the
+// tables.
 
 #include "pair.h"
 
@@ -7,11 +8,11 @@
 #include <strings.h>
 
 #include "../src/modules/device_management/connected_hosts.h"
-#include "../src/support/dlist.h"
+#include "../src/support/table_entries.h"
 
 namespace {
 
-/// Full tables, and a list whose hosts are found last in them.
+/// Full tables, and a list whose hosts are at the end of the tables.
 struct hosts {
     explicit hosts(int records) : count(records), list(new dlist_node_t) {
         dl_dlist_init(list.get());
@@ -25,7 +26,7 @@ struct hosts {
         for (int i = 0; i < HOST_TABLE_ENTRIES; ++i) {
             stations.entry[i] = {strdup(" "), strdup(mac(i).c_str())};
             bridge.entry[i] = {strdup("2"), strdup(mac(i).c_str())};
-            // Every other host's address is known from its lease alone.
+            // Only every other host has its address in the ARP table; the others have a lease.
             arp.entry[i] = {strdup("192.168.1.2"), strdup(i % 2 == 0 ? mac(i).c_str() : "-")};
             leases.entry[i] = {strdup("192.168.1.2"), strdup(mac(i).c_str()), nullptr};
         }
@@ -55,7 +56,7 @@ struct hosts {
     wireless_list_t stations = {};
 };
 
-/// The comparisons up to a host's entry.
+/// Compares up to a host's entry.
 template <typename List>
 bool find(const char *mac, const List &list) {
     for (const auto &entry : list.entry) {
@@ -76,11 +77,11 @@ void bench::register_hosts() {
             [h] {
                 tarrow::mark_connected_hosts(
                     h->list.get(), {&h->bridge, &h->arp, &h->leases, &h->stations}, false);
-                // The header row ends as it began: the next pass adds the same columns.
+                // The next run adds the same columns.
                 tarrow::replace_entry(h->list->dn_meta[5], nullptr);
                 tarrow::replace_entry(h->list->dn_meta[6], nullptr);
             },
-            [h] { // a look at each slot, and each host's comparisons in its three tables
+            [h] { // checks each slot, and compares each host with the entries of its tables
                 for (const auto &record : h->list->dn_dlist) {
                     if (record[0] != nullptr) {
                         benchmark::DoNotOptimize(record[4][0] == 'U'

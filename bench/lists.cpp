@@ -1,4 +1,5 @@
-// Record lists of 12 fields: parse, write back, to XML, and a posted list.
+// Record lists with 12 fields: string to table, table to string, table to XML, posted list to
+// table.
 
 #include "pair.h"
 
@@ -14,7 +15,7 @@ namespace {
 constexpr int fields = TARROW_DLIST_FIELDS;
 constexpr char names[] = "mac#ip#name#type#since#lease#port#rate#signal#vendor#group#note";
 
-/// A list of so many records, in all forms that the operations take.
+/// A list in all forms that the operations work on.
 struct sample {
     explicit sample(int records)
         : count(records), table(new dlist_node_t), target(new dlist_node_t) {
@@ -40,7 +41,7 @@ struct sample {
         mxmlDelete(posted);
     }
 
-    /// Empties the records of the target, as each measured operation and its floor end.
+    /// Empties the records of the target. Each measured operation and its floor end with it.
     void clear_target() const {
         for (int r = 0; r < count; ++r) {
             for (char *&field : target->dn_dlist[r]) {
@@ -63,7 +64,7 @@ char *copy(const std::string &text) {
     return block;
 }
 
-/// A look at the key of each of the 500 slots, any of which may hold a record.
+/// Checks the key of each of the 500 slots: every slot can have a record.
 int present_slots(const dlist_node_t *list) {
     int present = 0;
     for (const auto &record : list->dn_dlist) {
@@ -79,7 +80,7 @@ void add_parse(const std::shared_ptr<sample> &s) {
             dl_variable_to_dlist_alloc(s->stored.c_str(), s->target.get(), fields, '#', ' ');
             s->clear_target();
         },
-        [s] { // a block and a copy a field
+        [s] { // a block and a copy for each field
             char **field = s->target->dn_dlist[0];
             for (const std::string &text : s->texts) {
                 *field++ = copy(text);
@@ -96,7 +97,7 @@ void add_write_back(const std::shared_ptr<sample> &s) {
             dl_dlist_to_variable(&value, s->table.get(), '#', ' ');
             std::free(value);
         },
-        [s] { // a look at each slot, the length of each text, a block of their size, and the copies
+        [s] { // checks each slot, adds up the lengths, allocates a block and copies the texts
             benchmark::DoNotOptimize(present_slots(s->table.get()));
             std::size_t size = 1;
             for (int r = 0; r < s->count; ++r) {
@@ -124,7 +125,7 @@ void add_to_xml(const std::shared_ptr<sample> &s) {
             dl_dlist_to_xmllist(s->table.get(), parent);
             mxmlDelete(parent);
         },
-        [s] { // a look at each slot, and the tree
+        [s] { // checks each slot, and builds the tree
             mxml_node_t *parent = mxmlNewElement(nullptr, "list");
             benchmark::DoNotOptimize(present_slots(s->table.get()));
             for (int r = 0; r < s->count; ++r) {
@@ -146,7 +147,7 @@ void add_posted(const std::shared_ptr<sample> &s) {
             dl_xmllist_to_dlist(s->posted, s->target.get());
             s->clear_target();
         },
-        [s] { // finding each item, its key and its fields, and a block and a copy a field
+        [s] { // finds each item, its key and its fields; a block and a copy for each field
             int r = 0;
             for (mxml_node_t *item =
                      mxmlFindElement(s->posted, s->posted, "Item", nullptr, nullptr, MXML_DESCEND);

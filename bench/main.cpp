@@ -1,9 +1,8 @@
-// tarrow_bench: every operation beside its floor, both in the same run; runs inside the simulated
-// device.
+// tarrow_bench: measures operations and their floors in the same run, inside the simulated device.
 //
-// Machines are noisy: what counts is the ratio of the best times. Repetitions of all benchmarks are
-// interleaved, and what exceeds its bound is measured again, with its floor, a few times more. The
-// exit status is 1 when it still does.
+// Machines are noisy, so the report compares the best times. The repetitions of all benchmarks are
+// interleaved. An operation that exceeds its bound is measured again with its floor, up to four
+// times. The exit status is 1 when it still exceeds the bound.
 
 #include "pair.h"
 
@@ -23,7 +22,7 @@ struct measured_pair {
 };
 std::vector<measured_pair> pairs; // in the order of the report
 
-/// Keeps the best time of each benchmark over all rounds.
+/// Records the best time of each benchmark over all rounds.
 class best_times : public benchmark::BenchmarkReporter {
 public:
     bool ReportContext(const Context & /*context*/) override { return true; }
@@ -37,7 +36,7 @@ public:
             }
         }
     }
-    /// 0 for what was filtered out.
+    /// 0 for a benchmark that did not run.
     [[nodiscard]] double of(const std::string &name) const {
         const auto found = times_.find(name);
         return found != times_.end() ? found->second : 0;
@@ -51,7 +50,8 @@ private:
     std::map<std::string, double> times_;
 };
 
-/// A regular expression for what exceeds its bound, with its floor; empty for nothing.
+/// A regular expression for the operations that exceed their bound and their floors; empty when
+/// there are none.
 std::string exceeding(const best_times &times) {
     std::string names;
     for (const measured_pair &pair : pairs) {
@@ -73,7 +73,7 @@ void print(const best_times &times) {
         const double time = times.of(pair.name);
         const double floor = times.of(pair.name + "/floor");
         if (time == 0 || floor == 0) {
-            continue; // one of the two was filtered out
+            continue; // one of the two did not run
         }
         std::printf("%-28s %14.0f %14.0f %7.2f  ", pair.name.c_str(), time, floor, time / floor);
         if (pair.bound > 0) {
@@ -125,7 +125,7 @@ int main(int argc, char **argv) {
     bench::register_share();
     best_times times;
     if (benchmark::RunSpecifiedBenchmarks(&times) == 0) {
-        return 2; // the filter matches none
+        return 2; // the benchmark library reports that the filter matches none
     }
     for (int round = 1; round < rounds && !exceeding(times).empty(); ++round) {
         benchmark::RunSpecifiedBenchmarks(&times, exceeding(times));

@@ -1,4 +1,4 @@
-// A measured operation beside its floor: the least that any implementation has to do for the same
+// A measured operation and its floor: the least work that any implementation does for the same
 // result.
 #pragma once
 
@@ -8,8 +8,8 @@
 
 namespace bench {
 
-/// Registers "name" and "name/floor"; the report shows their ratio, and whether it keeps to the
-/// bound (0: none). What comes before each of a number of repetitions is not measured.
+/// Registers "name" and "name/floor". The report shows their ratio, and whether it is within the
+/// bound (0: no bound). With a number of repetitions, prepare runs before each, unmeasured.
 void pair(const std::string &name, double bound, const std::function<void()> &operation,
           const std::function<void()> &floor, int repetitions = 0,
           const std::function<void()> &prepare = nullptr);

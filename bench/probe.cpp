@@ -4,8 +4,8 @@
 //                              tracer: a write to no descriptor when it begins and ends, and when
 //                              the settings store begins and ends its own.
 //   tarrow_probe memory FILE   Prints, to descriptor 3, what the library adds to a process that
-//   loads
-//                              it and answers the requests: pages, and heap without the store's.
+//                              loads it and answers the requests: pages, and heap without the
+//                              store's.
 //
 // FILE has a request a line, "get MODULE" for all of the module's page, or "set MODULE XML"; what
 // follows a "|" is not for this program. Lines that begin with "!" are for the shell, between

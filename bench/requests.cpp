@@ -1,4 +1,4 @@
-// Requests through the dispatch: finding a module, and a whole read of the wan page.
+// Requests through the dispatch: finds a module, and reads the whole wan page.
 
 #include "pair.h"
 
@@ -18,7 +18,7 @@ void add_dispatch() {
     bench::pair(
         "dispatch by name", 0,
         [] { tarrow_call_module_post_get_handler("http_share", TARROW_ACTION_GET, nullptr); },
-        [] { // a copy of the table, and comparisons up to its last row
+        [] { // copies the table, and compares up to its last row
             const tarrow::heap<applet_info> table(tarrow_get_module_applets(nullptr));
             for (int i = 0; std::strcmp(table.get()[i].di_modname, "http_share") != 0; ++i) {
                 benchmark::ClobberMemory();
@@ -32,7 +32,7 @@ constexpr char wan_page[] =
     "<cellular><conn_days/><conn_hours/><conn_minutes/><conn_seconds/><spn/><roaming/><rssi/><isp/>"
     "<act/><sim_status/><pin_status/><pin_attempts/><puk_attempts/><msisdn/></cellular></wan>";
 
-/// The request's tree, which is the daemon's work.
+/// Builds the tree of the request, as the daemon does.
 mxml_node_t *make_wan_page() {
     return mxmlLoadString(nullptr, wan_page, MXML_OPAQUE_CALLBACK);
 }
@@ -45,7 +45,7 @@ void read_wan() {
     mxmlDelete(page);
 }
 
-/// The commands of the same request, bare.
+/// Runs the commands of the same request, and nothing else.
 void run_wan_commands() {
     mxml_node_t *page = make_wan_page();
     benchmark::DoNotOptimize(std::system("/usr/app/get_wan_interface.sh"));
@@ -60,7 +60,7 @@ void run_wan_commands() {
 }
 
 void add_wan() {
-    write_file("/tmp/check_sim.txt", "0"); // neither a SIM check nor a fetch of the number is due
+    write_file("/tmp/check_sim.txt", "0"); // no SIM check is due, and the next line: no number
     write_file("/tmp/pb_ready", "1");
     bench::pair("wan get", 1.05, read_wan, run_wan_commands, 201);
 }

@@ -1,4 +1,4 @@
-// Deleting a large folder on the card.
+// Deletes a large folder on the card.
 
 #include "pair.h"
 

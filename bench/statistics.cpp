@@ -1,4 +1,5 @@
-// The statistics exchange, and a whole read of the statistics page, with the device's own server.
+// Exchanges with the statistics server, and reads the whole statistics page, with the development
+// server.
 
 #include "pair.h"
 
@@ -15,7 +16,7 @@ namespace {
 constexpr char server_pipe[] = "/tmp/stat_server_fifo";
 constexpr char lock[] = "/tmp/.sflck";
 
-/// The same bytes over the same pipes, bare.
+/// The same bytes over the same pipes, and nothing else.
 template <typename Input, typename Output>
 void exchange(opcode_t op, const char *interface) {
     Input input = {};
@@ -80,7 +81,7 @@ void bench::register_statistics() {
             tarrow_call_module_post_get_handler("statistics", TARROW_ACTION_GET, &args);
             mxmlDelete(page);
         },
-        [] { // the request's tree, both scripts, five exchanges and the counters
+        [] { // builds the request's tree; runs both scripts, five exchanges, and reads the counters
             mxml_node_t *page = mxmlLoadString(nullptr, page_text, MXML_OPAQUE_CALLBACK);
             benchmark::DoNotOptimize(std::system("/usr/app/get_wan_interface.sh"));
             read_counters("ccinet0");

@@ -1,16 +1,18 @@
-/* What a settings daemon does with the library, in the order in which it has to do it: "daemon get
- * MODULE" and "daemon set MODULE" take a page from standard input and answer on standard output. */
-#define _POSIX_C_SOURCE 200809L /* strdup */
+/* A settings daemon in one program: "daemon get MODULE" and "daemon set MODULE" read a page from
+ * standard input and write the answer to standard output. The steps of a request are those that
+ * tarrow_applets.h lists. */
+#define _POSIX_C_SOURCE 200809L /* strdup, unlink */
 #include <mxml.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <cfgdb.h>
 #include <tarrow_applets.h>
 
-/* The settings that this daemon knows. All other elements are live: the handlers' business, and
- * never stored. A list's fields are joined by '#'. */
+/* The settings that this daemon stores. Handlers fill and read all other elements. '#' separates
+ * the fields of a list. */
 static const struct setting {
     const char *module, *key, *fields; /* fields: NULL for a text */
 } settings[] = {
@@ -35,26 +37,25 @@ static qstr_t counted(const char *text) {
     return string;
 }
 
-/* A setting's value as a heap string; an absent one is empty. */
+/* Returns a setting's value as a heap string, empty when there is none. */
 static char *stored_text(cfgdb_handle_t *store, const char *key) {
     const qstr_t name = counted(key);
     char *value = cfgdb_get(store, &name);
     return value != NULL ? value : strdup("");
 }
 
-/* Fills a table, which is large, with a stored list. The delimiters are the module's own. */
+/* Fills a table with a stored list. *fd and *rd become the module's delimiters. */
 static void load_list(cfgdb_handle_t *store, const struct setting *list, dlist_node_t *table,
                       char *fd, char *rd) {
     char *value = stored_text(store, list->key);
     tarrow_call_module_get_delimiters(list->module, fd, rd);
-    dl_dlist_init(table); /* before anything is put into it */
+    dl_dlist_init(table); /* before the first use of the table */
     dl_get_meta_fields(list->fields, table, '#');
     dl_variable_to_dlist_alloc(value, table, dl_count_meta_fields(list->fields, '#'), *fd, *rd);
     free(value);
 }
 
-/* Between pre-set and post-set: what was posted is stored. A list is read, changed by its posted
- * items, and written. */
+/* Stores the posted settings. The posted items of a list change the stored list. */
 static void store_page(const char *module, mxml_node_t *page, dlist_node_t *table) {
     cfgdb_handle_t *store = cfgdb_open(module);
     if (store == NULL) {
@@ -80,23 +81,26 @@ static void store_page(const char *module, mxml_node_t *page, dlist_node_t *tabl
         }
         free(text);
     }
-    cfgdb_close(store);
+    cfgdb_close(store); /* before the next phase: its script reads the values */
 }
 
 static int set_page(const char *module, dc_args_t *page, dlist_node_t *table) {
     if (tarrow_call_module_pre_set_handler(module, TARROW_ACTION_SET, page) != 0) {
-        return -1; /* the scripts' temporary file cannot be made: nothing has run */
+        return -1; /* no temporary file, and no script has run */
     }
+    char *path = page->dc_opaque != NULL ? strdup(page->dc_opaque) : NULL;
     store_page(module, page->dc_data.dc_subnode, table);
-    /* With the same record, which carries the file. */
+    /* The same record, which has the path of the temporary file. The phase frees the path. */
     tarrow_call_module_post_set_handler(module, TARROW_ACTION_SET, page);
+    if (path != NULL) {
+        unlink(path);
+    }
+    free(path);
     return 0;
 }
 
-/* The stored values first, then pre-get, each list, post-get: handlers add to elements, and count
- * what lists hold. */
-static int get_page(const char *module, dc_args_t *page, dlist_node_t *table) {
-    mxml_node_t *root = page->dc_data.dc_subnode;
+/* Fills the empty elements of stored texts. */
+static int load_texts(const char *module, mxml_node_t *root) {
     cfgdb_handle_t *store = cfgdb_open(module);
     if (store == NULL) {
         return -1;
@@ -106,30 +110,40 @@ static int get_page(const char *module, dc_args_t *page, dlist_node_t *table) {
         const struct setting *setting = setting_of(module, element);
         if (setting != NULL && setting->fields == NULL && mxmlGetFirstChild(element) == NULL) {
             char *value = stored_text(store, setting->key);
-            mxmlNewOpaque(element, value); /* which copies it */
+            mxmlNewOpaque(element, value); /* copies the value */
             free(value);
         }
+    }
+    cfgdb_close(store);
+    return 0;
+}
+
+static int get_page(const char *module, dc_args_t *page, dlist_node_t *table) {
+    mxml_node_t *root = page->dc_data.dc_subnode;
+    if (load_texts(module, root) != 0) {
+        return -1;
     }
     tarrow_call_module_pre_get_handler(module, TARROW_ACTION_GET, page);
     for (mxml_node_t *element = mxmlGetFirstChild(root); element != NULL;
          element = mxmlGetNextSibling(element)) {
         const struct setting *list = setting_of(module, element);
-        if (list != NULL && list->fields != NULL) {
+        cfgdb_handle_t *store = list != NULL && list->fields != NULL ? cfgdb_open(module) : NULL;
+        if (store != NULL) {
             dc_args_t args = {TARROW_CB_ARGS_DLIST, {.dc_dlist = table}, NULL};
             char fd, rd;
             load_list(store, list, table, &fd, &rd);
+            cfgdb_close(store);
             tarrow_call_module_post_get_handler(module, TARROW_ACTION_GETLIST, &args);
             dl_dlist_to_xmllist(table, element);
             dl_free_dlist(table);
         }
     }
-    cfgdb_close(store);
     tarrow_call_module_post_get_handler(module, TARROW_ACTION_GET, page);
     return 0;
 }
 
 int main(int argc, char **argv) {
-    static dlist_node_t table; /* 48 KB: not on a small stack */
+    static dlist_node_t table; /* 48 KB: not for a small stack */
     if (argc != 3 || (strcmp(argv[1], "get") != 0 && strcmp(argv[1], "set") != 0)) {
         fprintf(stderr, "usage: %s get|set MODULE < page.xml\n", argv[0]);
         return 2;
@@ -137,13 +151,13 @@ int main(int argc, char **argv) {
     mxml_node_t *root = mxmlLoadFile(NULL, stdin, MXML_OPAQUE_CALLBACK); /* opaque texts */
     if (root == NULL || mxmlGetElement(root) == NULL ||
         strcmp(mxmlGetElement(root), argv[2]) != 0) {
-        fprintf(stderr, "%s: no page of %s\n", argv[0], argv[2]);
+        fprintf(stderr, "%s: standard input is not a page of %s\n", argv[0], argv[2]);
         return 1;
     }
     dc_args_t page = {TARROW_CB_ARGS_XML, {.dc_subnode = root}, NULL};
     const int result = (*argv[1] == 'g' ? get_page : set_page)(argv[2], &page, &table);
     mxmlSetWrapMargin(0);
     mxmlSaveFile(root, stdout, MXML_NO_CALLBACK);
-    mxmlDelete(root); /* with all that the handlers added */
+    mxmlDelete(root); /* with all nodes that the handlers added */
     return result == 0 ? 0 : 1;
 }

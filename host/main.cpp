@@ -83,6 +83,12 @@ host::tree read_request(const std::string &module, const std::string &word, std:
     return request;
 }
 
+/// The command that lists the modules; ./run says so when the user typed that.
+std::string list_command() {
+    const char *command = std::getenv("TARROW_HOST");
+    return std::string("'") + (command != nullptr ? command : "tarrow_host") + " list'";
+}
+
 std::string no_module(const std::vector<applet_info> &rows, const std::string &name) {
     std::vector<std::string> names;
     names.reserve(rows.size());
@@ -91,13 +97,14 @@ std::string no_module(const std::vector<applet_info> &rows, const std::string &n
     }
     const std::string meant = host::closest(name, names);
     return "no module is called '" + name + "'; " +
-           (meant.empty() ? "" : "did you mean '" + meant + "'? ") + "'tarrow_host list' shows all";
+           (meant.empty() ? "" : "did you mean '" + meant + "'? ") + list_command() + " shows all";
 }
 
 /// What a command line asks of a module.
 struct question {
     host::tree request;
-    std::string element; // the only one that is asked for
+    std::string element;        // the only one that is asked for
+    bool is_wrong_line = false; // why there is no request
 };
 
 question make_question(const std::string &command, const host::page &page,
@@ -113,7 +120,9 @@ question make_question(const std::string &command, const host::page &page,
     if (command == "get") {
         return {page.request_for(first, reason), first};
     }
-    return {host::from_words(module, words, count, reason), ""};
+    question posted = {host::from_words(module, words, count, reason), ""};
+    posted.is_wrong_line = !posted.request;
+    return posted;
 }
 
 /// Says why there is nothing to see when a module of scripts is read.
@@ -121,8 +130,8 @@ void tell_of_scripts(const applet_info &row) {
     const bool has_handler =
         row.di_handler_pre_get_func != nullptr || row.di_handler_post_get_func != nullptr;
     if (!has_handler) {
-        tell(std::string(row.di_modname) + " has nothing to show: it has scripts only, which "
-                                           "'tarrow_host list' names");
+        tell(std::string(row.di_modname) + " has nothing to show: it has scripts only, which " +
+             list_command() + " names");
     }
 }
 
@@ -195,7 +204,7 @@ int main(int argc, char **argv) {
     const host::page page(module);
     const question asked = make_question(command, page, module, argv + 3, argc - 3, reason);
     if (!asked.request) {
-        return fail(reason);
+        return asked.is_wrong_line ? refuse_line(reason) : fail(reason);
     }
     mxml_node_t *request = asked.request.get();
     const std::vector<std::string> unknown = host::unknown_elements(page, request);

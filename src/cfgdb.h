@@ -1,8 +1,10 @@
 // The settings store of the platform, and this library's two operations on it.
 //
-// Settings are grouped by module (the names of the applet table); inside a module each setting is a
-// text under a key. The store itself, libcfgdb, is the platform's; device/cfgdb holds one for
-// development. Locking between the processes that use the store is the store's business.
+// A setting is a text under a key of a module; the modules are those of the applet table. The store
+// itself, libcfgdb, belongs to the platform. The store that the component "store" of this package
+// installs is for development. The store locks out other processes as it needs to.
+//
+// tarrow_applets.h says when a daemon opens and closes the store, and which settings it stores.
 #ifndef CFGDB_H
 #define CFGDB_H
 
@@ -10,13 +12,13 @@
 extern "C" {
 #endif
 
-// A counted string: len characters, and a NUL after them.
+// A counted string: len characters, followed by a NUL that len does not count.
 typedef struct qstr {
     unsigned int len;
     unsigned char *name;
 } qstr_t;
 
-// One opened module. Its fields belong to the store.
+// An open module. Only the store uses its fields.
 typedef struct cfgdb_handle {
     char *cfgdbh_mod_name;
     qstr_t cfgdbh_env;
@@ -29,31 +31,32 @@ typedef struct cfgdb_handle {
 
 // The store's operations.
 
-// A handle that cfgdb_close ends, or null when the module cannot be opened. flags is 0.
+// Opens a module. Returns a handle for cfgdb_close, or null. flags is 0.
 cfgdb_handle_t *__cfgdb_open(const char *module_name, int flags);
-// The value as a new heap string that the caller frees, or null when the key is absent.
+// Returns the value as a new heap string, which the caller frees; null when there is none.
 char *cfgdb_get(cfgdb_handle_t *handle, const qstr_t *key);
-// The value as a number; the development store answers 0 for an absent key or a value that begins
-// with no number.
+// Returns the value as a number. The development store returns 0 when there is no value, or it does
+// not begin with a number.
 int cfgdb_get_int(cfgdb_handle_t *handle, const qstr_t *key);
-// What was set is in the store for others after the close. The library does not look at the results
-// of these and of the close, which the platform does not define; the development store answers 0,
-// or -1 when it cannot take the value.
+// Set a value. Other processes see it after the close. The platform does not define the results of
+// these two and of the close, and the library ignores them. The development store returns 0, or -1
+// when it cannot store the value.
 int cfgdb_set(cfgdb_handle_t *handle, const qstr_t *key, const qstr_t *value);
 int cfgdb_set_int(cfgdb_handle_t *handle, const qstr_t *key, int value);
-// The handle is gone whatever the result; the development store answers -1 when the values set
-// could not be stored.
+// Closes a module; the handle is invalid afterwards in any case. The development store returns -1
+// when it could not store the values that were set, and then stores none of them.
 int cfgdb_close(cfgdb_handle_t *handle);
 
 // This library's operations.
 
-// Each source file that uses the store has its own copy.
+// The same as __cfgdb_open with flags 0.
 static inline cfgdb_handle_t *cfgdb_open(const char *module_name) {
     return __cfgdb_open(module_name, 0);
 }
 
-// 1 when the value of variable in module mod_name equals value, ignoring letter case; 0 when it
-// differs or is absent, the module cannot be opened, or for a null argument. subspace is not used.
+// Returns 1 when variable of module mod_name has that value, in any letter case. Returns 0 when it
+// has another value or none, when the module cannot be opened, and for a null argument. subspace is
+// not used.
 int cfgdb_match__(const char *mod_name, const char *subspace, const char *variable,
                   const char *value);
 

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "support/dlist.h"
+#include "support/table_entries.h"
 #include "support/xml.h"
 
 using tarrow::leading_entries;
@@ -31,14 +31,14 @@ int end_of_records(const dlist_node_t *dlist) {
     return end;
 }
 
-/// A heap copy of the text up to the next delimiter; moves the cursor past it, or to null at the
-/// end of the text. On a null cursor, or without memory, gives null and leaves the cursor as it
-/// was.
+/// Returns a heap copy of the text up to the next delimiter. Moves the cursor behind the delimiter,
+/// or to null at the end of the text. When the cursor is null, or memory runs out, returns null and
+/// does not move the cursor.
 char *next_token(const char *&cursor, char delim) {
     if (cursor == nullptr) {
         return nullptr;
     }
-    // A delimiter of 0 occurs in no text: it would be found at the terminator, and be stepped over.
+    // strchr would find a delimiter of 0 at the end of the text, and the cursor would move past it.
     const char *end = delim != '\0' ? std::strchr(cursor, delim) : nullptr;
     const std::size_t length =
         end != nullptr ? static_cast<std::size_t>(end - cursor) : std::strlen(cursor);
@@ -52,7 +52,7 @@ char *next_token(const char *&cursor, char delim) {
     return token;
 }
 
-/// Stores the next record of a stored string; gives false when the string has no whole record left.
+/// Stores the next record of a stored string. Returns false when there is no complete record left.
 bool parse_record(const char *&cursor, char **record, int field_count, char field_delim,
                   char record_delim) {
     for (int f = 0; f < field_count; ++f) {
@@ -62,7 +62,7 @@ bool parse_record(const char *&cursor, char **record, int field_count, char fiel
             if (f > 0) {
                 std::fputs("Malformed variable\n", stderr);
             }
-            // A reader stops at this field; what an earlier list left behind it is not kept either.
+            // The fields behind it may be left from an earlier list.
             for (int rest = f + 1; rest < max_fields; ++rest) {
                 replace_entry(record[rest], nullptr);
             }
@@ -75,7 +75,7 @@ bool parse_record(const char *&cursor, char **record, int field_count, char fiel
     return true;
 }
 
-/// The number of the field that an element is named after, or -1.
+/// The number of the field with an element's name, or -1.
 int field_of(const dlist_node_t *dlist, int names, const char *element_name) {
     for (int f = 0; f < names; ++f) {
         if (std::strcmp(dlist->dn_meta[f], element_name) == 0) {
@@ -118,10 +118,10 @@ int dl_get_meta_fields(const char *metaval, dlist_node_t *dlist, char delim) {
     if (dlist == nullptr) {
         return 0;
     }
-    for (char *&name : dlist->dn_meta) { // after the last token the names are null
+    for (char *&name : dlist->dn_meta) { // after the last name, next_token returns null
         replace_entry(name, next_token(metaval, delim));
         if (name == nullptr) {
-            metaval = nullptr; // without memory, too: no name comes to another one's place
+            metaval = nullptr; // also when memory runs out: no name may take another's place
         }
     }
     return leading_entries(dlist->dn_meta);
@@ -135,7 +135,7 @@ void dl_variable_to_dlist_alloc(const char *value, dlist_node_t *dlist, int fiel
     }
     for (auto &record : dlist->dn_dlist) {
         if (value == nullptr && !is_present(record)) {
-            return; // the end, and nothing of an earlier list to empty
+            return; // all records are parsed, and the slot after them is empty
         }
         if (!parse_record(value, record, field_count, static_cast<char>(field_delim),
                           static_cast<char>(record_delim))) {
@@ -178,7 +178,7 @@ void dl_dlist_to_variable(char **value, const dlist_node_t *dlist, int field_del
         text[-1] = static_cast<char>(record_delim);
     }
     if (end > 0) {
-        --text; // the last record's delimiter gives way to the terminator
+        --text; // the terminator replaces the last record's delimiter
     }
     *text = '\0';
 }
@@ -258,8 +258,8 @@ void dl_xmllist_to_dlist(mxml_node_t *subnode, dlist_node_t *dlist) {
             break;
         case TARROW_DLIST_ADD:
             dl_dlist_add_edit_record(dlist, record, item);
-            // A key that is no direct child of its item fills no field 0: the slot is still empty,
-            // and keeps nothing that the next record of this slot would inherit.
+            // A key that is not a direct child of its item does not fill field 0. Free the other
+            // fields then: the next record in this slot would inherit them.
             if (record >= 0 && !is_present(dlist->dn_dlist[record])) {
                 dl_dlist_delete_record(dlist, record);
             }

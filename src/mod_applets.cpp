@@ -1,4 +1,4 @@
-// The applet table: one row a module, in the order in which the daemon walks it.
+// The applet table: a row for each module, in the order that the daemon sees.
 
 #include "tarrow_applets.h"
 

@@ -16,7 +16,7 @@ constexpr std::size_t line_size = 256;
 } // namespace
 
 int __tarrow_log_write(int /*prio*/, const char * /*tag*/, const char *msg) {
-    // No flag beside the access mode: nothing is started before the console is closed again.
+    // Without O_CLOEXEC: no command starts before the console is closed again.
     const int console = open(serial_console, O_WRONLY);
     if (console < 0) {
         return -1;

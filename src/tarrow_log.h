@@ -1,4 +1,7 @@
 // The serial trace: short messages to the device's serial console, "/dev/ttyS0".
+//
+// Each call opens and closes the console. It blocks while the console accepts no data. Messages of
+// several processes can mix.
 #ifndef TARROW_LOG_H
 #define TARROW_LOG_H
 
@@ -6,11 +9,12 @@
 extern "C" {
 #endif
 
-// Writes the characters of msg, with nothing added and none for null, to the serial console. prio
-// and tag are not used. Answers the result of closing the console, or -1 when it cannot be opened.
+// Writes msg to the serial console and adds nothing, not even a line end. A null msg is as an empty
+// one. prio and tag are not used. Returns the result of closing the console; -1 when it cannot be
+// opened.
 int __tarrow_log_write(int prio, const char *tag, const char *msg);
 
-// Formats as printf does, cuts at 255 characters and writes the text as above. -1 for a null fmt.
+// The same for a text that it formats as printf does and cuts to 255 characters. -1 for a null fmt.
 int __tarrow_log_print(int prio, const char *tag, const char *fmt, ...)
     __attribute__((format(printf, 3, 4)));
 

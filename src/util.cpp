@@ -1,4 +1,4 @@
-// Dispatch: finds a module's row and runs the handler function or the hook script of a phase.
+// Dispatch: finds a module's row and runs its handler function or hook script for a phase.
 
 #include "tarrow_applets.h"
 
@@ -15,7 +15,7 @@ constexpr std::size_t command_size = 4096;
 constexpr char default_field_delimiter = ':';
 constexpr char default_record_delimiter = ' ';
 
-/// The action word of an action code, or null for a code that has none.
+/// The action word of an action code, or null.
 const char *action_word(int flags) {
     constexpr std::array<const char *, 6> words = {"start", "stop",    "set",
                                                    "get",   "getlist", "setlist"};
@@ -24,7 +24,7 @@ const char *action_word(int flags) {
                : nullptr;
 }
 
-/// Creates an empty file for the scripts of one set request. Gives its path, or null.
+/// Creates an empty file for the scripts of one set request. Returns its path, or null.
 tarrow::heap_string create_temporary_file() {
     tarrow::heap_string path(strdup(temporary_file));
     if (!path) {
@@ -45,7 +45,7 @@ int run_get_phase(tarrow_handler_t *handler, const char *script, int flags, dc_a
     return 0;
 }
 
-/// A module's row, in a copy of the table that lives as long as this.
+/// A module's row, in a copy of the table that this object owns.
 class module_row {
 public:
     explicit module_row(const char *modname) {
@@ -60,7 +60,7 @@ public:
         }
     }
 
-    /// The row, or null when no module has the name: the by-row operations do nothing with it.
+    /// The row, or null, with which the operations on a row do nothing.
     [[nodiscard]] const applet_info *get() const { return row_; }
 
 private:
@@ -78,7 +78,7 @@ int __tarrow_call_module_pre_set_handler(const applet_info *di, int flags, dc_ar
         di->di_handler_pre_set_func(flags, dca);
     } else if (di->di_handler_pre_set_cmd != nullptr) {
         if (dca == nullptr) {
-            return -1; // nobody to carry the path to post-set
+            return -1; // the path could not reach post-set
         }
         tarrow::heap_string path = create_temporary_file();
         if (!path) {
@@ -184,7 +184,7 @@ void tarrow_call_module_run_cmd(const char *cmdname, int flags, const char *opaq
     line.text(cmdname).text(" ").text(action);
     if (opaque != nullptr) {
         line.text(" ");
-        if (*opaque != '\0') { // an empty path is no argument
+        if (*opaque != '\0') { // word() would make '' of it
             line.word(opaque);
         }
     }

@@ -17,25 +17,37 @@ expect "input, arguments and exit status" "hello a b|* 7" \
     "$(echo hello | boot sh -c 'echo $(cat) "$1|$2"; exit 7' - 'a b' '*' | tr '\n' ' '; echo "${PIPESTATUS[1]}")"
 expect "a missing command, and usage" "127 2" "$(boot /no/such > /dev/null; echo $? $(boot --x > /dev/null; echo $?))"
 expect "no write to the project, the programs or the kernel, and no way around that" "" \
-    "$(boot sh -c 'for f in '"$PWD"'/x '"$PWD"'/build/x /usr/x /proc/sys/kernel/x /sys/x; do
+    "$(boot sh -c 'for f in /project/x /project/build/x /usr/x /proc/sys/kernel/x /sys/x; do
         (: > $f) 2> /dev/null && echo $f; done; echo y 2> /dev/null > /proc/sys/kernel/hostname && echo sysctl
-    mount -o remount,bind,rw '"$PWD"' && echo remount; umount '"$PWD"' && umount '"$PWD"' && echo umount
+    mount -o remount,bind,rw /project && echo remount; umount /project && umount /project && echo umount
     echo >> /proc/1/fd/255 && echo script; chmod 666 /dev/full && echo node; mknod /dev/disk b 8 0 && echo mknod
-    for f in /home /opt /srv /boot; do case '"$PWD"' in $f/*) ;; *) [ ! -e $f ] || echo $f ;; esac; done
+    for f in /home /opt /srv /boot; do [ ! -e $f ] || echo $f; done
     : > /tmp/left' 2> /dev/null | grep -E '^[a-z/]+$'; boot ls /tmp | grep left)"
 boot sh -c 'ip link del br0; hostname other; rm -rf /tmp /etc /data; mkdir /etc; sleep 4711 & disown; kill -9 -1' > /dev/null
 expect "this machine is as it was, without a process more" "$before" "$(machine; pgrep -f 'sleep 4711')"
-if [ "$(id -u)" = 0 ] && command -v setpriv > /dev/null; then
-    copy=$(mktemp -d)
-    cp -r device "$copy" && mkdir -p "$copy/build/release" && cp build/release/{cfgdb_cmd,tarrow_host,stat_server,*.so} "$copy/build/release"
-    chmod -R a+rX "$copy"
+copy=$(mktemp -d "/tmp/it's a clone XXXXXX")
+cp -r device docs src tests tools "$copy" && mkdir -p "$copy/build/release"
+cp build/release/{cfgdb_cmd,tarrow_host,tarrow_tests,stat_server,*.so} "$copy/build/release"
+chmod -R a+rX "$copy"
+expect "the tests in a folder whose name has a quote and blanks" 0 "$("$copy/tests/run_tests.sh" release &> "$copy/log"; echo $?)"
+if [ "$(id -u)" = 0 ]; then
     expect "an ordinary user's device" "<lan /> 0" \
         "$(cd "$copy" && echo '<lan/>' | setpriv --reuid 1234 --regid 1234 --clear-groups \
             device/boot tarrow_host get lan - 2>&1 | tr '\n' ' '; echo "${PIPESTATUS[1]}")"
-    rm -rf "$copy"
+    chmod 600 "$copy/tools/setup.sh"
+    expect "root's device in a folder that nobody can read" 125 "$("$copy/device/boot" true 2> /dev/null; echo $?)"
 fi
+mkfifo "$copy/request"
+env -u TARROW_GROUP ./run get wan - <> "$copy/request" 2> /dev/null &
+for _ in {1..300}; do pgrep -xf 'tarrow_host get wan -' > /dev/null && break; sleep 0.1; done
+expect "a request that waits" 1 "$(pgrep -cxf 'tarrow_host get wan -')"
+kill -KILL $!
+wait $! 2> /dev/null
+sleep 2
+expect "what is left of it, killed" "" "$(pgrep -f 'tarrow_host get wan -'; grep -ls "${copy##*/}" /proc/[0-9]*/mountinfo)"
+rm -rf "$copy"
 tool() { "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; "$@"' - "$@"; }
-for signal in INT QUIT TERM HUP; do
+for signal in INT QUIT TERM HUP KILL; do
     env -u TARROW_GROUP --default-signal=INT,QUIT,HUP "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' &
     for _ in {1..300}; do pgrep -xf 'sleep 4711' > /dev/null && break; sleep 0.1; done
     sleep 0.5
@@ -44,9 +56,18 @@ for signal in INT QUIT TERM HUP; do
     status=$?
     expect "by $signal" $((128 + $(kill -l $signal))) $status
 done
+device/boot sleep 4711 &
+sleep 2
+kill -KILL $!
 tool up 2> /dev/null
 expect "a device that stays" "static 7" "$(tool in_device cfgdb_cmd set wan proto static
     echo $(tool in_device sh -c 'cfgdb_cmd get wan proto; sleep 4711 > /run/x & exit 7'; echo $?))"
+env -u TARROW_GROUP "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; in_device setsid sleep 4711' &
+sleep 2
+kill -KILL $!
+wait $! 2> /dev/null
+sleep 2
+expect "of a killed command in it, and what went on there" "sleep 4711" "$(pgrep -af 'sleep 4711' | cut -d' ' -f2-)"
 sed -i.copy 's/ [0-9]*:[0-9]* / 1:2 /' build/device/test
 expect "another folder's device" 1 "$(tool is_up; echo $?)"
 mv build/device/test.copy build/device/test

@@ -27,15 +27,10 @@ file() { # PATH [TEXT]: a file, or what the library reads in the place of the ke
 repeat() { printf "%.0s$2" $(seq "$1"); } # COUNT TEXT
 
 when() { # PROGRAM [LINE]: what a program of the device does; nothing without a line
-    local stand_in=/run/when/${1##*/} target
+    local stand_in=/run/when/${1##*/}
     printf '#!/bin/sh\n%s\n' "$2" > "$stand_in"
     chmod +x "$stand_in"
-    if [ -L "$1" ]; then # a mount over a link would cover its target
-        target=$(readlink -f "$1")
-        rm "$1"
-        : > "$1"
-        mount --bind "$target" "$1"
-    fi
+    [ ! -L "$1" ] || cp --remove-destination "$(readlink -f "$1")" "$1" # or the mount would cover what the link names
     stand_ins | grep -qx "$1" || mount --bind "$stand_in" "$1"
 }
 
@@ -66,7 +61,7 @@ state() { # every file that a request may change, with its text, and every setti
 
 request() { # what the page program prints, a long page in several lines, and what has changed
     state > /run/before
-    { ${EMULATOR-} "$BUILD/page" "$@" 2>&1 || echo "ends with status $?"; } |
+    { $EMULATOR "$BUILD/page" "$@" 2>&1 || echo "ends with status $?"; } |
         sed -E '/^<[a-z]/ { :a; s,((^|\n)[^\n]{90}[^<\n]*(</[^<\n]*)*)(<[^/]),\1\n\4,; ta }'
     state | diff --old-line-format='was %L' --new-line-format='now %L' --unchanged-line-format= /run/before - || true
 }

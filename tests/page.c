@@ -1,14 +1,11 @@
 /* Makes requests through the library, as the daemon does, and prints what happens meanwhile.
  *
- *   page PHASE[,PHASE] MODULE XML              the phases are pre-get, post-get, pre-set and
- * post-set page PHASE[,PHASE] MODULE NAMES RECORD...  with a table, as in "ssid#channel" "Net#6"
- * "~#"; "~": no record page call OPERATION XML                    an operation that no row of the
- * table names
+ *   page PHASE[,PHASE] MODULE XML              the phases are pre-get, post-get, pre-set and post-set
+ *   page PHASE[,PHASE] MODULE NAMES RECORD...  with a table, as in "ssid#channel" "Net#6" "~#"; "~": no record
+ *   page OPERATION - XML                       an operation that no row of the table names
  *
- * "then" begins another request in the same process. Each event is a line, as support/support.h
- * says. The page or table comes last, when the request has changed it. A line end in a text is \n,
- * another control character \xHH. */
-#include <fcntl.h>
+ * "then" begins another request in the same process. Each event is a line, as support/support.h says. The page or table
+ * comes last, when the request has changed it. A line end in a text is \n. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -24,11 +21,7 @@ static dlist_node_t table;
 
 void report(const char *event) {
     for (; *event != '\0'; ++event) {
-        if (*event == '\n') {
-            fputs("\\n", stdout);
-        } else {
-            putchar(*event);
-        }
+        printf(*event == '\n' ? "\\n" : "%c", *event);
     }
     putchar('\n');
 }
@@ -120,14 +113,6 @@ static void make_request(char **arguments) {
     free(record.dc_opaque);
     mxmlDelete(is_table ? NULL : record.dc_data.dc_subnode);
     dl_free_dlist(&table);
-}
-
-static int open_descriptors(void) {
-    int count = 0;
-    for (int fd = 0; fd < 256; ++fd) {
-        count += fcntl(fd, F_GETFD) >= 0;
-    }
-    return count;
 }
 
 int main(int argc, char **argv) {

@@ -48,7 +48,7 @@ def running(pattern):
 
 def left():
     """The server's processes, and this machine's mounts."""
-    return running(os.getcwd() + "/build/release/tarrow_(web|trace)"), open("/proc/mounts").read()
+    return running("/project/build/release/tarrow_(web|trace)"), open("/proc/mounts").read()
 
 
 def drive(path, **body):

@@ -2,7 +2,7 @@
 # presets, files.
 # Put into ~/.bashrc: . /path/to/this/folder/tools/completion.bash
 
-# The elements of a module's page, a.b for what stands in another; "all" for those that are only posted, too.
+# The elements of a module's page, as a.b for an element in another; with "all" also those that pages only post.
 _tarrow_elements() { # PAGE [all]
     sed 's/</\n</g' "$1" 2> /dev/null | awk -v all="${2-}" '
         function path(  i, text) {
@@ -23,7 +23,7 @@ _tarrow_elements() { # PAGE [all]
 
 _tarrow() {
     local word=$2 top words file traced=
-    while [ "$COMP_CWORD" -gt 1 ]; do # a traced request is completed as another
+    while [ "$COMP_CWORD" -gt 1 ]; do # completes a traced request like any other
         case ${COMP_WORDS[1]} in trace) traced="get set --json" ;; --json) traced="get set" ;; *) break ;; esac
         COMP_WORDS=("${COMP_WORDS[@]:1}") COMP_CWORD=$((COMP_CWORD - 1))
     done
@@ -46,7 +46,7 @@ _tarrow() {
             file=$top/device/image/etc/tarrow/pages/${COMP_WORDS[2]}.xml
             compopt -o default # a request's file
             if [ "$word" = = ] || [ "$3" = = ]; then
-                : # a value of one's own
+                : # nothing to propose for a value
             elif [ "${COMP_WORDS[1]}" = set ]; then
                 words=$(_tarrow_elements "$file" all | sed 's/$/=/')
                 compopt -o nospace

@@ -1,33 +1,30 @@
 #!/usr/bin/env bash
-# usage: ./run coverage [OPTION...], options of GoogleTest as --gtest_filter=PATTERN
-# Runs the tests in the simulated device and shows what of src/ they run: lines and branches of each
-# file, then each line that no test runs.
+# usage: ./run coverage
+# Runs the C++ cases and the sessions in the simulated device. Prints for each file of src/ how many lines and branches
+# they run, and then the lines that none of them runs.
 set -euo pipefail
 BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/.."
 . tools/setup.sh
-for option; do [[ $option == --gtest_*=* ]] || refuse "no option of the tests: '$option'"; done
-need_build_tools
-need clang llvm libclang-rt-dev
-build coverage tarrow_tests tarrow_modules
+[ $# = 0 ] || refuse "coverage has no arguments"
+need_build_tools python3-cram clang llvm libclang-rt-dev
+build coverage
 log=build/coverage.tests.log
-# The device can write nothing outside: it sends what was counted through its standard output.
+# The device cannot write to this machine, so the counts come through its standard output.
 together device/boot --build build/coverage sh -c '
+    export LLVM_PROFILE_FILE=/run/counts/%m%c BUILD=/project/build/coverage EMULATOR= WITHOUT=
     mkdir /run/counts
-    export LLVM_PROFILE_FILE=/run/counts/%m%c
-    status=0
-    build/coverage/tarrow_tests "$@" 1>&2 || status=$?
+    tests/run --inside "" $BUILD/tarrow_tests tests/pages/*.t 1>&2 || exit
     llvm-profdata merge -o - /run/counts/*
-    exit $status
-' - "$@" < /dev/null > build/coverage.profdata 2> $log || { cat $log; exit 1; }
-llvm-cov export -format=lcov build/coverage/tarrow_tests -object build/coverage/libtarrow_modules.so \
+' < /dev/null > build/coverage.profdata 2> $log || { cat $log; exit 1; }
+llvm-cov export -format=lcov build/coverage/tarrow_tests -object build/coverage/page \
     -instr-profile build/coverage.profdata "$PWD/src" | awk -F '[:,]' -v top="$PWD/" '
     function row(name, lines, hit, branches, taken) {
         if (!lines) return
         printf "%-60s %5d of %5d %6.1f %%", name, hit, lines, 100 * hit / lines
         printf "  %5d of %5d %6.1f %%\n", taken, branches, branches ? 100 * taken / branches : 100
     }
-    BEGIN { printf "%-60s %23s  %23s\n", "file", "lines that were run", "branches taken" }
+    BEGIN { printf "%-60s %23s  %23s\n", "file", "lines run", "branches taken" }
     /^SF:/ { file = substr($0, 4); name = substr(file, length(top) + 1); number = 0 }
     /^DA:/ && $3 == 0 {
         while (number < $2 && (getline text < file) > 0) ++number

@@ -1,16 +1,16 @@
-# Sourced by run: the device that stays, one for each checkout and user. Its record, build/device/UID, is a line: the
-# process that it hangs on and when that began, the process that waits for it, and the place. A checkout's copy, another
-# machine and a process that came to the same number do not match it.
+# Sourced by run: the device that stays up, one for each checkout and user. Its record, build/device/UID, is a line with
+# the device's first process, the start time of that process, the process that waits for it, and the place. The start time
+# and the place detect a reused process number, a copy of the checkout and another machine.
 record=build/device/$UID
 
-# this_place: the folder, whatever its name, and the processes' world.
+# this_place prints the folder's inode, the process namespace and the machine's boot.
 this_place() {
     local folder boot
     folder=$(stat -L -c %d:%i . /proc/self/ns/pid) && read -r boot < /proc/sys/kernel/random/boot_id
     echo "$folder $boot" | tr '\n' ' '
 }
 
-# start_of PROCESS: when it began; nothing for one that has ended.
+# start_of PROCESS prints the start time of a process; nothing when it has ended.
 start_of() {
     local stat
     { read -r stat < "/proc/$1/stat"; } 2> /dev/null || return 0
@@ -18,18 +18,18 @@ start_of() {
     [ "${stat[0]}" = Z ] || echo "${stat[19]}"
 }
 
-# is_up: whether the device is there; then device_process is what it hangs on.
+# is_up tests whether the device is up, and sets device_process to its first process.
 is_up() {
     local started place
     [ -e "$record" ] && read -r device_process started device_waiter place < "$record" &&
         [ "$(start_of "$device_process")" = "$started" ] && [ "$place " = "$(this_place)" ]
 }
 
-# in_device COMMAND... runs a command in the device that stays, or else in one of its own.
+# in_device COMMAND... runs a command in the device that stays up, or boots one for it.
 in_device() {
     local boot=(device/boot)
     if is_up; then boot+=(--enter "$device_process"); fi
-    if [ -t 0 ]; then exec "${boot[@]}" "$@"; fi # the terminal is the command's, and its signals reach it
+    if [ -t 0 ]; then exec "${boot[@]}" "$@"; fi # the command gets the terminal and its signals
     together "${boot[@]}" "$@"
 }
 
@@ -38,7 +38,7 @@ serve_device() {
     local boot=(device/boot) program=$PWD/build/release/tarrow_web
     if is_up; then boot+=(--enter "$device_process"); fi
     say "the device in a browser, until Ctrl-C:"
-    together "$program" listen "$1" "${boot[@]}" "$program" serve "$PWD" || {
+    together "$program" listen "$1" "${boot[@]}" /project/build/release/tarrow_web serve /project || {
         local status=$?
         [ $status != 137 ] || say "the device has ended"
         return $status
@@ -50,7 +50,7 @@ up() {
     exec 8> "$record.lock"
     flock 8
     if is_up; then
-        say "the device is up already; ./run down ends it"
+        say "the device is already up; ./run down ends it"
         return
     fi
     local started booting=
@@ -59,12 +59,12 @@ up() {
     booting=$!
     if ! read -r device_process started <&7; then
         cat "$record.log" >&2
-        fail "the device did not come up"
+        fail "the device did not boot"
     fi
     echo "$device_process $started $booting $(this_place)" > "$record"
     trap - EXIT
     exec 7<&- 8>&-
-    say "the device is up: get, set, list, shell and sim go to it, until ./run down"
+    say "the device is up: get, set, list, shell and sim use it until ./run down"
 }
 
 down() {
@@ -79,14 +79,14 @@ down() {
     say "the device is down"
 }
 
-# device_status answers 0 while one is up, else 1.
+# device_status returns 0 when a device is up, else 1.
 device_status() {
     if ! is_up; then
-        echo "down: each ./run boots a device of its own; ./run up starts one that stays"
+        echo "down: each ./run boots its own device; ./run up boots one that stays up"
         return 1
     fi
     echo "up since $(stat -c %y "$record" | cut -d. -f1), process $device_process; ./run down ends it"
     if [ -n "$(find device/boot device/image device/networks device/hooks.txt -newer "$record" -print -quit)" ]; then
-        echo "device/ has changed since; ./run down and up brings that into it"
+        echo "device/ has changed since then; ./run down and ./run up start a device with the changes"
     fi
 }

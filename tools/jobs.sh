@@ -1,29 +1,49 @@
-# Sourced by setup.sh: work that ends as a whole, and lines that say how far it has come.
+# Sourced by setup.sh: runs commands that end together, and reports progress.
 
-say() { echo "${0##*/}: $*" >&2; }
+say() { echo "$me: $*" >&2; }
+me=${TARROW_NAME:-${0##*/}} # the command that the user typed
 fail() { say "$@"; exit 1; }
 
-# together COMMAND... runs a command, or a function, in a process group of its own. When this shell is interrupted,
-# told to end or loses its terminal, the group ends at once, and this shell by the same signal. What is started within
-# belongs to the same group.
+# together COMMAND... runs a command or a function in its own process group, to which all its child processes belong. When
+# this shell gets INT, QUIT, TERM or HUP, the group ends at once, and this shell ends with the same signal. When this shell
+# is killed, the group ends too: it reads the end of a pipe that only this shell writes to.
 together() {
     if [ -n "${TARROW_GROUP-}" ]; then
         "$@"
         return
     fi
-    local group= signal status
+    local group= signal status lifeline
+    exec {lifeline}<> <(:)
     for signal in INT QUIT TERM HUP; do trap "end_group \"\$group\" $signal" $signal; done
     trap 'kill -STOP -- "-$group"; kill -STOP $$; kill -CONT -- "-$group"' TSTP
     set -m
-    TARROW_GROUP=1 "$@" <&0 &
+    lead_group "$@" <&0 &
     group=$!
     set +m
-    while status=0; wait "$group" || status=$?; [ $status -gt 128 ] && kill -0 "$group" 2> /dev/null; do :; done
+    while status=0; wait "$group" 2> /dev/null || status=$?; [ $status -gt 128 ] && kill -0 "$group" 2> /dev/null; do :; done
     trap - INT QUIT TERM HUP TSTP
+    echo over >&$lifeline
+    exec {lifeline}>&-
     return $status
 }
+lead_group() {
+    local watched
+    exec {watched}< /dev/fd/$lifeline {lifeline}>&-
+    watch_group < /dev/null &> /dev/null &
+    exec {watched}<&-
+    TARROW_GROUP=1 "$@"
+}
 
-# end_group GROUP SIGNAL: programs that tidy up, or have groups of their own to end, get two seconds for it.
+watch_group() {
+    trap '' HUP # the kernel sends it to a stopped group
+    if read -r -u $watched; then return; fi
+    trap '' TERM
+    kill -TERM 0 # ninja's compilers have their own groups
+    sleep 1
+    kill -KILL 0
+}
+
+# end_group GROUP SIGNAL ends a group. Its programs have two seconds to clean up and to end their own groups.
 end_group() {
     trap '' INT QUIT TERM HUP
     local tries=40
@@ -36,11 +56,11 @@ end_group() {
     kill -"$2" $$
 }
 
-# progress TEXT replaces a terminal's last line; where there is no terminal, it prints a line each ten seconds.
+# progress TEXT replaces the last line of a terminal. Without a terminal it prints a line every ten seconds.
 progress_next=10
 progress() {
     if [ -t 2 ]; then
-        printf '\r\033[K\033[?7l%s\033[?7h' "${0##*/}: $*" >&2 # never more than a line
+        printf '\r\033[K\033[?7l%s\033[?7h' "$me: $*" >&2 # without wrapping
     elif ((SECONDS >= progress_next)); then
         say "$@"
         progress_next=$((SECONDS + 10))
@@ -48,8 +68,8 @@ progress() {
 }
 progress_end() { [ ! -t 2 ] || printf '\r\033[K' >&2; }
 
-# follow TEXT shows that a command goes on, whose output it reads: how many of its steps it has begun, when a line
-# tells that, and how long it has taken.
+# follow TEXT reads the output of a command and shows its progress: the time, and the number of steps in lines such as
+# "3 of 40".
 follow() {
     local line text=$1 start=$SECONDS status
     progress_next=$((SECONDS + 10))

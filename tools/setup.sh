@@ -1,51 +1,97 @@
-# Sourced by run, check and the tools, in the project's folder: installs missing Debian packages, builds quietly.
+# Sourced by run, check and the tools, in the project's folder: installs missing Debian packages, and builds without the
+# compilers' output.
+[ -e /proc/self/fd/0 ] || exec < /dev/null # standard input can be closed
 . device/image/sim/help
 . tools/jobs.sh
 
-# need PACKAGE... installs those that are not there.
+[ "$EUID" != 0 ] || umask 022 # root's device runs as nobody, who must be able to read the build
+case $PWD in
+*[][\"\;\$\`\\,\|]* | *$'\n'*) fail "cmake and the linker cannot work in a folder with one of [ ] \" ; \$ \` \\ , | or a line end in its name: $(printf %q "$PWD")" ;;
+esac
+
+# check_room fails when build or the compiler's folder for temporary files is full or read-only.
+check_room() {
+    local folder cause
+    cause=$(mkdir -p build 2>&1) || fail "cannot create $PWD/build: ${cause##*: }"
+    for folder in "$PWD/build" "${TMPDIR:-/tmp}"; do
+        cause=$({ head -c 1000000 /dev/zero > "$folder/.room.$$"; } 2>&1) || {
+            rm -f "$folder/.room.$$"
+            fail "cannot write to $folder: ${cause##*: }"
+        }
+        rm "$folder/.room.$$"
+    done
+}
+
+# need PACKAGE... installs the missing ones of these packages. A command calls it once, for all its packages.
 need() {
-    local missing installed
-    command -v dpkg-query > /dev/null || fail "this is no Debian machine: nothing here can install $*"
+    local missing installed sudo=
+    command -v dpkg-query > /dev/null || fail "this is not a Debian machine, and these packages are needed: $*"
     installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2> /dev/null |
-        sed -n 's/^installed //p') || true # it fails when there is one that it does not know
-    missing=$(printf '%s\n' "$@" | { grep -vxF "${installed:-none}" || true; } | tr '\n' ' ')
+        sed -n 's/^installed //p') || true # it fails for a package that it does not know
+    missing=$(printf '%s\n' "$@" | { grep -vxF "${installed:-none}" || true; } | sort -u)
     [ -n "$missing" ] || return 0
-    say "installing $(wc -w <<< "$missing") packages: $missing"
-    if [ "$(id -u)" = 0 ]; then
-        together install_packages $missing < /dev/null
-    elif command -v sudo > /dev/null; then # in the foreground, where it can ask for a password
-        sudo "$BASH" -c "$(declare -f apt_install); apt_install $missing"
+    set -- $missing
+    check_room
+    if [ "$(id -u)" != 0 ]; then
+        sudo=sudo
+        command -v sudo > /dev/null || fail_to_install "only root can install packages, and there is no sudo" "$@"
+    fi
+    say "installing $# package$([ $# = 1 ] || echo s): $*"
+    if [ -n "$sudo" ]; then # in the foreground, where it can ask for a password
+        apt_install "$@" < /dev/null
     else
-        fail "that takes root, and there is no sudo: as root, run apt-get install $missing"
-    fi || fail "these packages could not be installed; try as root: apt-get update && apt-get install $missing"
+        together show_install "$@" < /dev/null
+    fi || fail_to_install "these packages could not be installed: $(apt_complaint)" "$@"
 }
+apt_complaint() {
+    grep -v 'unable to resolve host' build/packages.log | grep -m1 -E '^(W|E|dpkg|sudo):' || echo "build/packages.log tells why"
+}
+fail_to_install() {
+    say "$1. As root, run:"
+    echo "apt-get update && apt-get install -y --no-install-recommends ${*:2}" >&2
+    exit 1
+}
+# apt runs to its end, also when this command is interrupted: otherwise packages would be half installed.
 apt_install() {
-    export DEBIAN_FRONTEND=noninteractive
-    dpkg --configure -a > /dev/null && # what an interrupt has left
-        apt-get update -qq && apt-get install -y -qq --no-install-recommends "$@" > /dev/null
+    local is_reported=
+    until $sudo setsid --wait env DEBIAN_FRONTEND=noninteractive LC_ALL=C sh -c 'dpkg --configure -a && # completes an interrupted installation
+        apt-get update -qq && apt-get install -y -qq --no-install-recommends "$@"' - "$@" > build/packages.log 2>&1; do
+        grep -qiE 'could not get lock|unable to (lock|acquire)|frontend lock|is locked by' build/packages.log || return 1
+        [ -n "$is_reported" ] || say "waiting for another apt or dpkg to end"
+        is_reported=1
+        sleep 1
+    done
 }
-install_packages() {
-    mkdir -p build
-    { apt_install "$@" 2>&1 | tee build/packages.log | follow "installing"; } || { cat build/packages.log >&2; return 1; }
+show_install() {
+    local install start=$SECONDS
+    apt_install "$@" &
+    install=$!
+    while kill -0 $install 2> /dev/null; do
+        progress "installing ($((SECONDS - start)) s)"
+        sleep 0.3
+    done
+    progress_end
+    wait $install
 }
 
 need_build_tools() {
     need cmake ninja-build pkg-config gcc g++ libc6-dev libmxml-dev libsqlite3-dev libgtest-dev \
-        libbenchmark-dev nlohmann-json3-dev busybox bridge-utils iproute2 util-linux
+        libbenchmark-dev nlohmann-json3-dev busybox bridge-utils iproute2 util-linux "$@"
 }
 
-# build PRESET [TARGET...] configures and builds what is not up to date: the targets, or all. One build at a time.
+# build PRESET [TARGET...] builds the targets, or all, as far as they have changed. One build runs at a time.
 build() { together build_alone "$@" < /dev/null; }
 build_alone() {
     local log=build/$1.log
-    mkdir -p build && : 2> /dev/null 9> build/.lock || fail "cannot write to $PWD/build: does it belong to another user?"
+    check_room
     exec 9> build/.lock
     if ! flock -n 9; then
-        say "another build is going on in this folder; waiting for it"
+        say "waiting for another build in this folder to end"
         flock 9
     fi
     forget_moved
     if ! make_preset "$@" 2>&1 | tee "$log" | follow "building $1"; then
+        check_room
         cat "$log" >&2
         return 1
     fi
@@ -59,13 +105,13 @@ make_preset() {
     NINJA_STATUS='%s of %t ' cmake --build --preset $preset ${1:+--target "$@"}
 }
 
-# A build knows its folder by name: one that was moved or copied with the project would write to the old place.
-# What the fuzz program has found is kept.
+# A build contains the name of its folder. After the project was moved or copied, it would write to the old folder, so this
+# removes it. It keeps the inputs that the fuzz program has found.
 forget_moved() {
     local cache
     for cache in build/*/CMakeCache.txt; do
         if [ -e "$cache" ] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$cache"; then
-            say "$PWD was moved or copied: building ${cache%/*} anew"
+            say "$PWD was moved or copied: removing ${cache%/*} to build it again"
             find "${cache%/*}" -mindepth 1 -maxdepth 1 ! -name found ! -name corpus -exec rm -rf {} +
         fi
     done

@@ -1,16 +1,14 @@
 #!/usr/bin/env bash
 # usage: ./run syscalls [--calls]
-# Counts, for each request of bench/requests.txt, the processes that the library starts and the system
-# calls that it makes in its own process, beside the fewest that the request's steps allow. What the
-# settings store does is not counted, but how often it is opened. Fails when a request takes more than
-# its steps; with --calls shows each request's calls too.
+# Counts the processes that the library starts, and the system calls in its own process, for each request of
+# bench/requests.txt. Compares them with the fewest that the request's steps need. Does not count the calls of the settings
+# store, only how often it is opened. Fails when a request makes more calls than its steps. --calls prints the calls.
 set -euo pipefail
 BASH_ARGV0=$(readlink -f "$0")
 cd "${0%/*}/.."
 . tools/setup.sh
 [ $# = 0 ] || [ "$*" = --calls ] || refuse "unknown option '$1'"
-need_build_tools
-need strace
+need_build_tools strace
 build release tarrow_probe cfgdb_cmd tarrow_host stat_server
 together device/boot sh -c '
     strace -o /var/calls build/release/tarrow_probe calls bench/requests.txt > /var/out 2>&1 || {
@@ -72,9 +70,9 @@ awk -v is_long="${1-}" '
     BEGIN { printf "%-22s %5s %6s %8s %6s %6s  %s\n", "request", "procs", "fewest", "syscalls", "fewest", "store", "steps" }
     END {
         report()
-        if (number != requests) { print "answered " number " of " requests " requests"; is_failed = 1 }
-        print "\nThe store is opened for each setting that is read: scripts between them may change it."
-        print "Where more than the fewest is taken, and for what:"
+        if (number != requests) { print "only " number " of " requests " requests have an answer"; is_failed = 1 }
+        print "\nThe library opens the store for each setting that it reads, since a script between two reads can change it."
+        print "Steps with more calls than the fewest, and the reason:"
         for (step in taken) if (taken[step] > fewest[step])
             printf "  %-10s %2d, fewest %2d: %s\n", step, taken[step], fewest[step], meaning[step]
         exit is_failed

@@ -1,10 +1,9 @@
-// The development settings store: one SQLite file, shared by the daemon, the scripts and cfgdb_cmd.
+// The development settings store: an SQLite file that the daemon, the scripts and cfgdb_cmd share.
 //
-// What a handle sets is kept with the handle and goes into the file in one transaction when the
-// handle is closed: others see all of it or nothing, a process that dies in between changes
-// nothing, and no lock is held while a handle is open, however many handles and processes there
-// are. A connection to the device's file that is no longer in use waits for the next handle: making
-// one costs more than all that a handle is opened for.
+// A handle keeps the values that are set. cfgdb_close writes them to the file in one transaction:
+// other processes see all of them or none, and a process that dies before the close changes
+// nothing. An open handle holds no lock. The last connection to the device's file stays open for
+// the next handle, because opening one takes longer than the work of a handle.
 
 #include "backend.h"
 
@@ -43,9 +42,9 @@ bool execute(sqlite3 *db, const char *sql) {
 }
 
 statement prepare(sqlite3 *db, const char *sql) {
-    sqlite3_stmt *made = nullptr;
-    sqlite3_prepare_v2(db, sql, -1, &made, nullptr);
-    return statement(made);
+    sqlite3_stmt *prepared = nullptr;
+    sqlite3_prepare_v2(db, sql, -1, &prepared, nullptr);
+    return statement(prepared);
 }
 
 void bind(const statement &query, int parameter, const qstr_t &text) {
@@ -66,7 +65,7 @@ bool commit(sqlite3 *db) {
     return false;
 }
 
-/// Runs statements as one transaction, or not at all.
+/// Runs statements as one transaction; when one fails, the file does not change.
 bool transact(sqlite3 *db, const char *sql) {
     if (!execute(db, "BEGIN IMMEDIATE")) {
         return false;
@@ -78,25 +77,25 @@ bool transact(sqlite3 *db, const char *sql) {
     return commit(db);
 }
 
-/// Whether the file is a backend: a statement on its table can be made.
+/// Whether the file is a backend: a statement on its table can be prepared.
 bool has_settings(sqlite3 *db) {
     return prepare(db, "SELECT value FROM main.settings WHERE module = ?1 AND key = ?2") != nullptr;
 }
 
-/// Whether the file holds nothing yet: a database of another program is not written to.
+/// Whether the database is empty: the store does not write to a database of another program.
 bool is_empty(sqlite3 *db) {
     const statement query = prepare(db, "PRAGMA schema_version");
     return query && sqlite3_step(query.get()) == SQLITE_ROW &&
            sqlite3_column_int(query.get(), 0) == 0;
 }
 
-/// Opens a backend, with SQLITE_OPEN_CREATE also one that is yet to be made. Not for reading alone:
-/// after a writer that died the next one to open the file has to restore it.
+/// Opens a backend; with SQLITE_OPEN_CREATE it creates a missing one. Never read-only: after a
+/// writer has died, the next process that opens the file must restore it.
 database open_database(const char *file, int create) {
     if (file == nullptr || *file == '\0') {
         return nullptr;
     }
-    // With a "/" in it no name means anything special to SQLite.
+    // Names such as ":memory:" are special to SQLite, names with a "/" are not.
     const std::unique_ptr<char, free_sqlite> path(
         sqlite3_mprintf("%s%s", std::strchr(file, '/') == nullptr ? "./" : "", file));
     sqlite3 *opened = nullptr;
@@ -115,25 +114,27 @@ database open_database(const char *file, int create) {
          transact(opened, "CREATE TABLE IF NOT EXISTS settings (module TEXT NOT NULL,"
                           " key TEXT NOT NULL, value TEXT NOT NULL, PRIMARY KEY (module, key))"
                           " WITHOUT ROWID")) ||
-        has_settings(opened); // another process was quicker
+        has_settings(opened); // another process has just created the table
     return is_ready ? std::move(db) : nullptr;
 }
 
-/// A connection to a backend, and what tells whether it still is one for this process.
+/// A connection to a backend, and the data to check whether this process can still use it.
 struct connection {
     sqlite3 *db;
-    pid_t process; // a connection does not outlive a fork
-    dev_t device;  // of the file, whose name may come to stand for another one
+    pid_t process; // a child process cannot use its parent's connection
+    dev_t device;  // with inode: the file, which another file can replace
     ino_t inode;
     bool is_reusable;
 };
 
-std::atomic<connection *> inherited = nullptr; // the parent process's, which is not to be touched
+// The parent process's connection, which a child must not use. It stays referenced here, so that a
+// leak checker does not count it as lost.
+std::atomic<connection *> parent_connection = nullptr;
 
 struct close_connection {
     void operator()(connection *c) const {
         if (c->process != getpid()) {
-            inherited = c; // so that it does not count as lost
+            parent_connection = c;
             return;
         }
         sqlite3_close(c->db);
@@ -142,31 +143,31 @@ struct close_connection {
 };
 using connection_owner = std::unique_ptr<connection, close_connection>;
 
-std::atomic<connection *> waiting = nullptr; // for the next handle
+std::atomic<connection *> idle_connection = nullptr; // the next handle reuses it
 
 connection_owner connect(const char *file) {
     const bool is_device_file = std::strcmp(file, cfgdb_default_backend) == 0;
     struct stat status = {};
     if (is_device_file) {
-        connection_owner old(waiting.exchange(nullptr));
+        connection_owner old(idle_connection.exchange(nullptr));
         if (old && old->process == getpid() && stat(file, &status) == 0 &&
             status.st_dev == old->device && status.st_ino == old->inode) {
             return old;
         }
     }
-    connection_owner made(static_cast<connection *>(std::calloc(1, sizeof(connection))));
-    if (!made) {
+    connection_owner created(static_cast<connection *>(std::calloc(1, sizeof(connection))));
+    if (!created) {
         return nullptr;
     }
-    made->process = getpid();
-    made->db = open_database(file, SQLITE_OPEN_CREATE).release();
-    if (made->db == nullptr) {
+    created->process = getpid();
+    created->db = open_database(file, SQLITE_OPEN_CREATE).release();
+    if (created->db == nullptr) {
         return nullptr;
     }
-    made->is_reusable = is_device_file && stat(file, &status) == 0;
-    made->device = status.st_dev;
-    made->inode = status.st_ino;
-    return made;
+    created->is_reusable = is_device_file && stat(file, &status) == 0;
+    created->device = status.st_dev;
+    created->inode = status.st_ino;
+    return created;
 }
 
 sqlite3 *database_of(const cfgdb_handle_t *handle) {
@@ -174,12 +175,12 @@ sqlite3 *database_of(const cfgdb_handle_t *handle) {
 }
 
 // States of a handle, in cfgdbh_dirty.
-constexpr short clean = 0;   // nothing was set
-constexpr short pending = 1; // values are kept in temp.pending
-constexpr short failed = -1; // a value could not be kept: the close stores none
+constexpr short clean = 0;   // no value was set
+constexpr short pending = 1; // the values are in temp.pending
+constexpr short failed = -1; // a value could not be added to temp.pending: the close writes none
 
-/// Keeps a value with its handle.
-bool keep_pending(cfgdb_handle_t &handle, const qstr_t &key, const qstr_t &value) {
+/// Adds a value to temp.pending.
+bool add_pending(cfgdb_handle_t &handle, const qstr_t &key, const qstr_t &value) {
     sqlite3 *db = database_of(&handle);
     if (handle.cfgdbh_dirty == clean &&
         !execute(db, "PRAGMA temp_store = MEMORY; CREATE TEMP TABLE IF NOT EXISTS pending"
@@ -196,7 +197,7 @@ bool keep_pending(cfgdb_handle_t &handle, const qstr_t &key, const qstr_t &value
     return sqlite3_step(insert.get()) == SQLITE_DONE;
 }
 
-/// Moves the values set on a handle into the file.
+/// Writes the values of temp.pending to the file.
 bool store_pending(const cfgdb_handle_t *handle) {
     sqlite3 *db = database_of(handle);
     if (!execute(db, "BEGIN IMMEDIATE")) {
@@ -275,7 +276,7 @@ int cfgdb_set(cfgdb_handle_t *handle, const qstr_t *key, const qstr_t *value) {
         value == nullptr || value->name == nullptr) {
         return -1;
     }
-    if (handle->cfgdbh_dirty == failed || !keep_pending(*handle, *key, *value)) {
+    if (handle->cfgdbh_dirty == failed || !add_pending(*handle, *key, *value)) {
         handle->cfgdbh_dirty = failed;
         return -1;
     }
@@ -304,7 +305,7 @@ int cfgdb_close(cfgdb_handle_t *handle) {
             execute(backend->db, "DROP TABLE temp.pending") && backend->is_reusable;
     }
     if (backend->is_reusable) {
-        backend.reset(waiting.exchange(backend.release()));
+        backend.reset(idle_connection.exchange(backend.release()));
     }
     return is_stored ? 0 : -1;
 }
@@ -315,7 +316,8 @@ int cfgdb_visit(const char *file, const char *module_name, cfgdb_visitor visit, 
         sqlite3_mprintf("SELECT module, key, value FROM settings WHERE %Q IS NULL OR module = %Q"
                         " ORDER BY module, key",
                         module_name, module_name));
-    // All is read before the first visit: a slow visitor does not hold the file's lock.
+    // Reads all settings before the first visit, so that a slow visitor does not keep the file
+    // locked.
     char **cells = nullptr;
     int rows = 0;
     int columns = 0;

@@ -1,4 +1,4 @@
-// cfgdb_cmd: the settings store on the command line, for scripts and for people.
+// cfgdb_cmd: reads and writes the settings store, for scripts and at a prompt.
 
 #include <array>
 #include <iostream>
@@ -14,13 +14,14 @@ constexpr char usage[] = "usage: cfgdb_cmd [--backend FILE] set MODULE KEY VALUE
                          "| list [MODULE] | import\n";
 constexpr char help[] =
     "  set MODULE KEY VALUE   stores a setting\n"
-    "  get MODULE KEY         prints a setting's value; fails when it has none\n"
-    "  list [MODULE]          prints \"MODULE KEY VALUE\" lines of all settings or of one "
-    "module's\n"
+    "  get MODULE KEY         prints a setting's value; fails when there is none\n"
+    "  list [MODULE]          prints all settings, or those of a module, as lines \"MODULE KEY "
+    "VALUE\"\n"
     "  import                 stores such lines from standard input\n"
-    "  --help                 this text\n"
-    "FILE is another store than the device's, /userfs/cfgdb/settings.db.\n"
-    "In listed lines a line end stands as \\n, a backslash as \\\\, a blank in a name as \\s.\n";
+    "  --help                 prints this text\n"
+    "--backend FILE uses another store than the device's, /userfs/cfgdb/settings.db.\n"
+    "The lines of list and import have \\n for a line end, \\\\ for a backslash, and in names \\s "
+    "for a blank.\n";
 
 int fail(const std::string &message) {
     std::cerr << "cfgdb_cmd: " << message << '\n';
@@ -49,12 +50,12 @@ int set(const std::string &backend, const std::string &module, const std::string
 
 using settings = std::vector<std::array<std::string, 3>>; // module, key, value
 
-/// Reads the settings of a module, or of all for null. Gives false when the backend cannot be read.
+/// Reads the settings of a module, or all for null. Returns false when the backend cannot be read.
 bool load(const std::string &backend, const char *module, settings &found) {
-    const auto keep = [](const char *name, const char *key, const char *value, void *context) {
+    const auto append = [](const char *name, const char *key, const char *value, void *context) {
         static_cast<settings *>(context)->push_back({name, key, value});
     };
-    return cfgdb_visit(backend.c_str(), module, keep, &found) == 0;
+    return cfgdb_visit(backend.c_str(), module, append, &found) == 0;
 }
 
 int get(const std::string &backend, const std::string &module, const std::string &key) {
@@ -71,8 +72,7 @@ int get(const std::string &backend, const std::string &module, const std::string
     return fail("module '" + module + "' has no setting '" + key + "'");
 }
 
-/// A text as it stands in a listed line: line ends and backslashes are escaped, in names blanks
-/// too.
+/// A text with its line ends and backslashes escaped, and in a name its blanks.
 std::string escaped(const std::string &text, bool is_name) {
     std::string result;
     for (const char c : text) {
@@ -114,7 +114,7 @@ int list(const std::string &backend, const char *module) {
     return 0;
 }
 
-/// Stores "MODULE KEY VALUE" lines, those of one module that stand together in one go.
+/// Stores "MODULE KEY VALUE" lines: consecutive lines of a module in one transaction.
 class importer {
 public:
     explicit importer(std::string backend) : backend_(std::move(backend)) {}
@@ -122,7 +122,7 @@ public:
     importer &operator=(const importer &) = delete;
     ~importer() { finish(); }
 
-    bool take(const std::string &line) {
+    bool add_line(const std::string &line) {
         const std::size_t key_at = line.find(' ') + 1;
         const std::size_t value_at = key_at != 0 ? line.find(' ', key_at) + 1 : 0;
         if (value_at == 0) {
@@ -156,7 +156,7 @@ private:
 int import(const std::string &backend) {
     importer lines(backend);
     for (std::string line; std::getline(std::cin, line);) {
-        if (!lines.take(line)) {
+        if (!lines.add_line(line)) {
             return fail("cannot store the line (those before it are stored): " + line);
         }
     }

@@ -1,9 +1,11 @@
-// The development statistics server: answers the library's requests through its pipes, from the
-// kernel's byte counters. Traffic of each day is kept in an SQLite file, and survives a restart.
+// The development statistics server: answers the library's requests from the kernel's byte
+// counters. An SQLite file keeps the traffic of each day over a restart.
 //
-// stat_server [HISTORY-FILE]. It can be told to misbehave: /sim/stat_server holds "short" (half an
-// answer), "none" (no answer), "late" (an answer after a second), "quit" (ends between header and
-// payload) or "deaf" (does not read).
+// usage: stat_server [HISTORY-FILE]
+//
+// A word in the file /sim/stat_server makes it fail: "short" (sends half an answer), "none" (sends
+// no answer), "late" (answers after a second), "quit" (ends between header and payload) or "deaf"
+// (does not read requests).
 
 #include <algorithm>
 #include <array>
@@ -56,12 +58,13 @@ traffic read_kernel(const std::string &interface) {
     return {read_counter(interface, "rx_bytes"), read_counter(interface, "tx_bytes")};
 }
 
-/// A counter's growth; one that went back began anew with its interface.
+/// A counter's growth. A counter that is smaller than before belongs to a new interface, and began
+/// at 0.
 bytes growth(bytes now, bytes before) {
     return now >= before ? now - before : now;
 }
 
-/// Days in order; one beyond a month's last is counted as the 31st.
+/// A number that grows from day to day. A day that the month does not have counts as the 31st.
 int day_number(int year, int month, int day) {
     return (std::clamp(year, 0, 9999) * 12 + std::clamp(month, 0, 11)) * 32 +
            std::clamp(day, 0, 31);
@@ -83,7 +86,7 @@ int today() {
     return day_number(date.tm_year, date.tm_mon, date.tm_mday);
 }
 
-/// Traffic by interface and day, and the counters as they were last seen and at the last reset.
+/// Traffic by interface and day, and the counters at the last look and at the last reset.
 class history {
 public:
     explicit history(const char *path) {
@@ -100,13 +103,13 @@ public:
     history &operator=(const history &) = delete;
     ~history() { sqlite3_close(db_); }
 
-    /// Adds what an interface has carried since it was last seen to today's traffic.
-    void account(const std::string &interface, const traffic &now) {
+    /// Adds the growth of an interface's counters since the last look to today's traffic.
+    void add_traffic(const std::string &interface, const traffic &now) {
         const traffic before = get("SELECT rx, tx FROM seen WHERE interface = %Q", interface);
         run(text("INSERT INTO days VALUES (%Q, %d, %lld, %lld) ON CONFLICT DO UPDATE SET"
                  " rx = rx + excluded.rx, tx = tx + excluded.tx",
                  interface.c_str(), today(), growth(now.rx, before.rx), growth(now.tx, before.tx)));
-        if (now.rx < before.rx || now.tx < before.tx) { // its counters began anew
+        if (now.rx < before.rx || now.tx < before.tx) { // a new interface
             run(text("DELETE FROM base WHERE interface = %Q", interface.c_str()));
         }
         run(text("INSERT OR REPLACE INTO seen VALUES (%Q, %lld, %lld)", interface.c_str(), now.rx,
@@ -157,7 +160,7 @@ class server {
 public:
     explicit server(const char *path) : history_(path) {}
 
-    /// Looks at the counters of every interface.
+    /// Reads the counters of every interface.
     void take_samples() {
         for (const auto &entry : std::filesystem::directory_iterator("/sys/class/net")) {
             const std::string interface = entry.path().filename();
@@ -166,13 +169,13 @@ public:
             if (samples.size() > speed_samples) {
                 samples.pop_front();
             }
-            history_.account(interface, samples.back().counters);
+            history_.add_traffic(interface, samples.back().counters);
         }
     }
     accu_get_output_t totals(const accu_get_input_t &input) {
         const std::string interface = name_of(input.interface);
         const traffic now = read_kernel(interface);
-        history_.account(interface, now);
+        history_.add_traffic(interface, now);
         const auto day = [](const stat_time_t &t) {
             return day_number(t.tm_year, t.tm_mon, t.tm_mday);
         };
@@ -215,13 +218,13 @@ private:
     std::map<std::string, std::deque<sample>> samples_;
 };
 
-std::string behaviour() {
+std::string fault_mode() {
     std::string word;
     std::ifstream("/sim/stat_server") >> word;
     return word;
 }
 
-/// Whether a process is there and has not ended.
+/// Whether a process exists and is no zombie.
 bool is_alive(int process) {
     std::string line;
     std::getline(std::ifstream("/proc/" + std::to_string(process) + "/stat"), line);
@@ -229,10 +232,10 @@ bool is_alive(int process) {
     return state != std::string::npos && line.compare(state + 2, 1, "Z") != 0;
 }
 
-/// Writes an answer into the pipe of a client, which may have gone away.
+/// Writes an answer to the pipe of a client, unless the client has ended.
 template <typename Answer>
 void answer(const io_meta_data_t &meta, const Answer &content) {
-    const std::string how = behaviour();
+    const std::string how = fault_mode();
     if (how == "none") {
         return;
     }
@@ -242,7 +245,8 @@ void answer(const io_meta_data_t &meta, const Answer &content) {
     const std::string path = "/tmp/stat_client_" + std::to_string(meta.cpid) + "_fifo";
     mkfifo(path.c_str(), 0777);
     int pipe = -1;
-    for (int tries = 0; pipe < 0 && is_alive(meta.cpid); ++tries) { // until the client reads
+    for (int tries = 0; pipe < 0 && is_alive(meta.cpid);
+         ++tries) { // opening fails until the client reads
         pipe = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         if (pipe < 0) {
             mkfifo(path.c_str(), 0777);
@@ -260,8 +264,8 @@ void answer(const io_meta_data_t &meta, const Answer &content) {
     close(pipe);
 }
 
-/// Reads a whole record, which its client writes at once; drops what there is when it does not
-/// come.
+/// Reads a record, which its client writes in one call. When it is not complete, drops all data
+/// that the pipe has.
 bool read_whole(int pipe, void *record, std::size_t size) {
     pollfd request = {pipe, POLLIN, 0};
     if (size > 0 && poll(&request, 1, 1000) > 0 &&
@@ -281,13 +285,13 @@ Input as(const std::array<char, 256> &payload) {
     return input;
 }
 
-void serve(server &served, int pipe) {
+void handle_request(server &stat_server, int pipe) {
     io_meta_data_t meta = {};
     std::array<char, 256> payload = {};
     if (!read_whole(pipe, &meta, sizeof(meta))) {
         return;
     }
-    if (behaviour() == "quit") {
+    if (fault_mode() == "quit") {
         std::exit(0);
     }
     const auto op = static_cast<opcode_t>(meta.op);
@@ -297,13 +301,13 @@ void serve(server &served, int pipe) {
     }
     switch (op) {
     case OP_ACCU_GET:
-        answer(meta, served.totals(as<accu_get_input_t>(payload)));
+        answer(meta, stat_server.totals(as<accu_get_input_t>(payload)));
         break;
     case OP_SPEED_GET:
-        answer(meta, served.speed(as<speed_get_input_t>(payload)));
+        answer(meta, stat_server.speed(as<speed_get_input_t>(payload)));
         break;
     case OP_RESET:
-        answer(meta, served.reset(as<reset_input_t>(payload)));
+        answer(meta, stat_server.reset(as<reset_input_t>(payload)));
         break;
     default:
         break;
@@ -314,10 +318,10 @@ void serve(server &served, int pipe) {
 
 int main(int argc, char **argv) {
     std::signal(SIGPIPE, SIG_IGN);
-    server served(argc > 1 ? argv[1] : default_history);
+    server stat_server(argc > 1 ? argv[1] : default_history);
     mkfifo(request_pipe, 0666);
     const int pipe =
-        open(request_pipe, O_RDWR | O_CLOEXEC); // with a writer of its own it never ends
+        open(request_pipe, O_RDWR | O_CLOEXEC); // with a writer, the pipe has no end of file
     if (pipe < 0) {
         std::perror("stat_server: /tmp/stat_server_fifo");
         return 1;
@@ -327,11 +331,11 @@ int main(int argc, char **argv) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             next - std::chrono::steady_clock::now());
         const auto wait = static_cast<int>(std::max(left, 0ms).count());
-        if (poll(&request, behaviour() == "deaf" ? 0 : 1, wait) > 0 && behaviour() != "deaf") {
-            serve(served, pipe);
+        if (poll(&request, fault_mode() == "deaf" ? 0 : 1, wait) > 0 && fault_mode() != "deaf") {
+            handle_request(stat_server, pipe);
         }
         if (std::chrono::steady_clock::now() >= next) {
-            served.take_samples();
+            stat_server.take_samples();
             next = std::chrono::steady_clock::now() + 1s;
         }
     }

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include "timeline.h"
 
@@ -97,13 +99,16 @@ public:
         }
         std::sort(longest.rbegin(), longest.rend());
         longest.resize(std::min<std::size_t>(longest.size(), 3));
-        std::printf("%9.1f  in all", a.took);
+        std::array<char, 64> number;
+        std::snprintf(number.data(), number.size(), "%9.1f  in all", a.took);
+        std::string line = number.data();
         const char *separator = ", most of it in ";
         for (const auto &[time, what] : longest) {
-            std::printf("%s%.1f ms %s", separator, time, printable(what).c_str());
+            std::snprintf(number.data(), number.size(), "%s%.1f ms ", separator, time);
+            line += number.data() + printable(what);
             separator = "; ";
         }
-        std::puts("");
+        std::puts(fitted(line).c_str());
     }
 
 private:
@@ -113,6 +118,21 @@ private:
     static void print(const json &line) {
         std::puts(line.dump(-1, ' ', false, json::error_handler_t::replace).c_str());
         std::fflush(stdout);
+    }
+    /// A line that a terminal shows as one; the whole line where there is no terminal.
+    static std::string fitted(std::string line) {
+        winsize size = {};
+        if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < 4) {
+            return line;
+        }
+        const auto begins_letter = [](char c) { return (c & 0xc0) != 0x80; };
+        auto columns = std::count_if(line.begin(), line.end(), begins_letter);
+        const bool is_wider = columns > size.ws_col;
+        while (is_wider && columns > size.ws_col - 3) {
+            columns -= begins_letter(line.back()) ? 1 : 0;
+            line.pop_back();
+        }
+        return is_wider ? line + "..." : line;
     }
     /// A text in one line, without what a terminal would obey.
     static std::string printable(const std::string &text) {

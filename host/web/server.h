@@ -8,8 +8,9 @@
 //   POST /get/MODULE, /set/MODULE the request's XML, answered by "tarrow_trace --json": a line of
 //                                 JSON for each step as it happens, the answer in the last
 //   POST /run                     a tool and its arguments, each ended by a NUL, run without a
-//   shell GET  /state                   what the tools have set, from state.sh GET  /log the system
-//   log and the serial console as they grow
+//                                 shell
+//   GET  /state                   what the tools have set, from state.sh
+//   GET  /log                     the system log and the serial console as they grow
 //
 // Where a command answers, its output comes as it prints it, and at its end a line of the character
 // EOT and its exit status. It is ended when the browser goes away. A refusal is a line of text.

@@ -3,7 +3,7 @@
 
 namespace tarrow {
 
-/// Waits for some milliseconds, whatever signals come.
+/// Waits that long, also when signals arrive.
 void wait_ms(int milliseconds);
 
 } // namespace tarrow

@@ -8,15 +8,15 @@
 namespace tarrow {
 namespace {
 
-/// Whether a text needs no quotes as a word behind a command's name. (Directly before ">" one of
-/// digits alone does: the caller's matter.)
+/// Whether a text needs no quotes as a word behind a command's name. (Directly before ">" a text of
+/// digits needs them too. The caller takes care of that.)
 bool is_plain(const char *text) {
     return *text != '\0' && is_made_of(text, "_.,:/+@%=-");
 }
 
 } // namespace
 
-/// Appends as much of the text as leaves room for reserve more characters.
+/// Appends as much of the text as fits, less the room for reserve more characters.
 bool command_builder::append(const char *text, std::size_t length, std::size_t reserve) {
     const std::size_t used = length_ + reserve + 1;
     const std::size_t room = used < size_ ? size_ - used : 0;
@@ -33,7 +33,7 @@ command_builder &command_builder::text(const char *text) {
 }
 
 command_builder &command_builder::text(const char *text, std::size_t length) {
-    if (complete_) { // nothing follows a cut
+    if (complete_) { // after a cut, nothing more is appended
         append(text, length, 0);
     }
     return *this;
@@ -63,7 +63,7 @@ void command_builder::quoted(const char *text) {
         }
         text += run;
         if (*text == '\'') {
-            if (length_ + 6 > size_) { // an escaped quote fits whole or not at all
+            if (length_ + 6 > size_) { // no room for the whole escaped quote
                 complete_ = false;
                 break;
             }

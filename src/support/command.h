@@ -1,4 +1,4 @@
-// Shell commands: built in a fixed buffer, run, and waited for.
+// Shell commands: builds them in a fixed buffer, runs them and waits for them.
 #pragma once
 
 #include <array>
@@ -8,24 +8,21 @@
 
 namespace tarrow {
 
-/// A command line that grows in a caller's buffer and is always terminated. What does not fit is
-/// cut; a cut word keeps its closing quote, so that the line stays well formed.
+/// Builds a command line in a caller's buffer, and terminates it at every step. It cuts what does
+/// not fit; a cut word keeps its closing quote, so that the line is always well formed.
 class command_builder {
 public:
     command_builder(char *buffer, std::size_t size) : buffer_(buffer), size_(size) { *buffer = 0; }
 
-    /// Adds fixed text of the command, as it is.
+    /// Appends shell text, unchanged.
     command_builder &text(const char *text);
-    /// The same for the first characters of a text.
     command_builder &text(const char *text, std::size_t length);
-    /// Adds a text from outside as exactly one shell word, unless the line is cut: as it is when it
-    /// is made only of letters, digits and "_.,:/+@%=-", single-quoted otherwise; an empty text is
-    /// ''.
+    /// Appends a text from outside as one shell word. A text of letters, digits and "_.,:/+@%=-" is
+    /// unchanged; any other gets single quotes. An empty text becomes ''.
     command_builder &word(const char *text);
-    /// Adds a decimal number.
     command_builder &number(int value);
 
-    /// Whether nothing was cut.
+    /// False after a cut.
     [[nodiscard]] bool complete() const { return complete_; }
     [[nodiscard]] const char *c_str() const { return buffer_; }
 
@@ -53,14 +50,14 @@ public:
     command_line &operator=(const command_line &) = delete;
 };
 
-/// Runs a line through the shell and waits for it. Gives the wait status; without a shell it is
-/// -1 or that of exit status 127.
+/// Runs a line in the shell and waits for it. Returns the wait status; when there is no shell, -1
+/// or the wait status of exit status 127.
 int run(const char *line);
 inline int run(const command_builder &line) {
     return run(line.c_str());
 }
 
-/// Starts a line through the shell with its output on a stream, or gives null.
+/// Starts a line in the shell. Returns a stream of its output, or null.
 pipe_stream open_command(const char *line);
 inline pipe_stream open_command(const command_builder &line) {
     return open_command(line.c_str());

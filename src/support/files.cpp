@@ -8,7 +8,7 @@
 namespace tarrow {
 namespace {
 
-/// Room for a state file, which holds one short value.
+/// A state file holds one short value.
 using state_text = std::array<char, 256>;
 
 } // namespace

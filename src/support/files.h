@@ -1,4 +1,4 @@
-// Small files: state files of one value, and bounded reads of others.
+// Small files: state files, which hold one value, and reads of limited size.
 #pragma once
 
 #include <cstddef>
@@ -8,46 +8,47 @@
 
 namespace tarrow {
 
-/// Opens a file for reading, or gives null.
+/// Returns null when the file cannot be opened.
 file open_for_reading(const char *path);
 
-/// Opens a file for reading or writing as open(2) does with these flags, or gives null.
+/// The same with flags of open(2), for reading or writing.
 file open_stream(const char *path, int flags);
 
-/// Whether a file is there to be read, which takes no memory.
+/// Needs no memory.
 bool is_readable(const char *path);
 
-/// Reads a file from its start over a buffer, at most size bytes. Gives the number of bytes read,
-/// or nothing when the file cannot be opened.
+/// Reads the first bytes of a file, at most size. Returns their number, or nothing when the file
+/// cannot be opened.
 std::optional<std::size_t> read_bytes(const char *path, char *buffer, std::size_t size);
 
-/// The same with at most size - 1 bytes (size is at least 1), and ends the text there.
+/// The same with at most size - 1 bytes, and a NUL behind them. size is at least 1.
 std::optional<std::size_t> read_text(const char *path, char *buffer, std::size_t size);
 
-/// The same of the first line alone, its line end included.
+/// The same, up to the end of the first line, line end included.
 std::optional<std::size_t> read_first_line(const char *path, char *buffer, std::size_t size);
 
-/// Reads the next line of a file, its line end included, or a piece of size - 1 characters of a
-/// longer one; gives false at the end of the file.
+/// Reads the next line of a stream, line end included, or the next size - 1 characters of a longer
+/// line. Returns false at the end of the file.
 bool read_line(FILE *stream, char *buffer, std::size_t size);
 
-/// Reads the first blank-delimited word of a file, cut to size - 1 characters. Gives whether the
-/// file could be opened; one without a word, or whose word begins with a NUL, leaves the buffer as
-/// it was. The word is looked for in the first 255 bytes.
+/// Reads the first word in the first 255 bytes of a file, between blanks, cut to size - 1
+/// characters. Returns false when the file cannot be opened. The buffer does not change when there
+/// is no word, or the word begins with a NUL.
 bool read_word(const char *path, char *buffer, std::size_t size);
 
-/// The decimal number that a text begins with, after blanks and a sign: any number of digits, the
-/// nearest int for a value beyond an int's range. Nothing when the text begins with no number.
+/// Returns the decimal number at the start of a text, after blanks and a sign; nothing when there
+/// is none. A number outside the range of int gives the nearest int.
 std::optional<int> parse_number(const char *text);
 
-/// Reads the number that a file begins with, within its first 255 bytes. Gives whether the file
-/// could be opened; one that begins with no number leaves the value as it was.
+/// Reads the number at the start of a file's first 255 bytes. Returns false when the file cannot be
+/// opened. The value does not change when there is no number.
 bool scan_number(const char *path, int &value);
 
-/// The number that a file begins with; nothing when the file cannot be opened or begins with none.
+/// The same, returning the number; nothing when there is no file or no number.
 std::optional<int> read_number(const char *path);
 
-/// Makes a file hold one decimal number without a line end. Gives false when it cannot be written.
+/// Replaces the content of a file by a decimal number without a line end. Returns false when that
+/// fails.
 bool write_number(const char *path, int value);
 
 } // namespace tarrow

@@ -1,4 +1,4 @@
-// Owner types: what an operation holds for its own time is released on every path.
+// Owner types: they release what an operation holds on every path out of it.
 #pragma once
 
 #include <cstdio>
@@ -31,12 +31,11 @@ using heap = std::unique_ptr<T, free_memory>;
 using heap_string = heap<char>;
 /// A stdio stream on a file.
 using file = std::unique_ptr<FILE, close_file>;
-/// A stream on a command's output; releasing it waits for the command.
+/// A stream of a command's output. Its destructor waits for the command.
 using pipe_stream = std::unique_ptr<FILE, close_pipe>;
-/// An opened module of the settings store.
+/// An open module of the settings store.
 using store = std::unique_ptr<cfgdb_handle_t, close_store>;
 
-/// A file descriptor.
 class unique_fd {
 public:
     explicit unique_fd(int fd = -1) : fd_(fd) {}
@@ -53,7 +52,7 @@ public:
     }
 
     [[nodiscard]] int get() const { return fd_; }
-    /// Gives the descriptor away.
+    /// The caller owns the descriptor from then on.
     int release() { return std::exchange(fd_, -1); }
     explicit operator bool() const { return fd_ >= 0; }
 

@@ -1,25 +1,24 @@
-// Reading single settings from the store.
+// Single settings of the store.
 #pragma once
 
 #include "support/owned.h"
 
 namespace tarrow {
 
-/// A C text as the store's counted string; it points into the text, which the store does not
-/// change.
+/// A text as a counted string, which points to the text. The store does not change it.
 qstr_t counted(const char *text);
 
-/// The value of a setting of an opened module, or null when it is absent.
+/// The value of a setting of an open module, or null when there is none.
 heap_string value_of(const store &handle, const char *key);
 
-/// Sets a value in an opened module. The platform's store tells nothing of how it went.
+/// Sets a value in an open module. The platform does not define a result.
 void set_value(const store &handle, const char *key, const char *value);
 
-/// The value of a setting, or null when it is absent or its module cannot be opened.
+/// The value of a setting, or null when there is none or its module cannot be opened.
 heap_string read_setting(const char *module, const char *key);
 
-/// The number that a setting's value begins with, 0 for a value that begins with none; the fallback
-/// when the setting is absent or its module cannot be opened.
+/// The number at the start of a setting's value, 0 when the value begins with none. The fallback
+/// when there is no value or its module cannot be opened.
 int read_setting_number(const char *module, const char *key, int fallback);
 
 } // namespace tarrow

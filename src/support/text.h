@@ -1,12 +1,12 @@
-// What a text is made of, whatever the process's locale is.
+// Classes of characters, independent of the process's locale.
 #pragma once
 
 namespace tarrow {
 
-/// Whether a character is an ASCII letter or digit.
+/// ASCII letters and digits.
 bool is_letter_or_digit(char c);
 
-/// Whether a text holds only letters, digits and the other characters; an empty one does.
+/// Whether a text has only letters, digits and the characters in others. True for an empty text.
 bool is_made_of(const char *text, const char *others);
 
 } // namespace tarrow

@@ -6,9 +6,9 @@
 namespace tarrow {
 namespace {
 
-/// Takes a node out of its tree again when there was no memory for its text: what serialises the
-/// tree expects every node to have one.
-mxml_node_t *keep_whole(mxml_node_t *node, const char *text) {
+/// Deletes a new node when there was no memory for its text, and returns null then: the daemon's
+/// serialisation expects every node to have its text.
+mxml_node_t *delete_if_textless(mxml_node_t *node, const char *text) {
     if (node != nullptr && text == nullptr) {
         mxmlDelete(node);
         return nullptr;
@@ -45,7 +45,7 @@ const char *opaque_text(mxml_node_t *element) {
 
 mxml_node_t *add_element(mxml_node_t *parent, const char *name) {
     mxml_node_t *element = mxmlNewElement(parent, name);
-    return keep_whole(element, mxmlGetElement(element));
+    return delete_if_textless(element, mxmlGetElement(element));
 }
 
 void number_item(mxml_node_t *item, long long number) {
@@ -57,14 +57,14 @@ void number_item(mxml_node_t *item, long long number) {
 void add_text(mxml_node_t *element, const char *value) {
     if (element != nullptr && value != nullptr) {
         mxml_node_t *text = mxmlNewText(element, 0, value);
-        keep_whole(text, mxmlGetText(text, nullptr));
+        delete_if_textless(text, mxmlGetText(text, nullptr));
     }
 }
 
 void add_opaque(mxml_node_t *element, const char *value) {
     if (element != nullptr && value != nullptr) {
         mxml_node_t *text = mxmlNewOpaque(element, value);
-        keep_whole(text, mxmlGetOpaque(text));
+        delete_if_textless(text, mxmlGetOpaque(text));
     }
 }
 

@@ -1,5 +1,4 @@
-// Finding and filling elements of a page's tree. The tree owns every node; texts are copied into
-// it.
+// Finds and fills elements of a page's tree. The tree owns every node, and has copies of the texts.
 #pragma once
 
 #include <mxml.h>
@@ -12,22 +11,21 @@ mxml_node_t *find_child(mxml_node_t *parent, const char *name);
 /// The first element of that name anywhere below, in document order, or null.
 mxml_node_t *find_below(mxml_node_t *parent, const char *name);
 
-/// The text of an element's first child, or null when the element is null, empty or begins with
-/// something else.
+/// The text of an element's first child, or null when the element is null or empty, or its first
+/// child is no text.
 const char *element_text(mxml_node_t *element);
 
-/// The same for an opaque text only, which is what a page posts.
+/// The same for opaque texts only: posted texts are opaque.
 const char *opaque_text(mxml_node_t *element);
 
-/// Adds an empty element as the last child. Gives null for a null name or when memory runs out.
+/// Adds an empty element as the last child. Returns null for a null name or when memory runs out.
 mxml_node_t *add_element(mxml_node_t *parent, const char *name);
 
-/// Numbers an item of a list: its attribute "index" becomes the number, of which 9 characters
-/// count.
+/// Sets the attribute "index" of a list's item to a number, cut to 9 characters.
 void number_item(mxml_node_t *item, long long number);
 
-/// Adds a value as an element's child: text without leading white space, opaque text, a number. A
-/// null element or value adds nothing, nor does a value that there is no memory for.
+/// Add a value as an element's child: text without leading white space, opaque text, a number. They
+/// add nothing to a null element, for a null value, and when memory runs out.
 void add_text(mxml_node_t *element, const char *value);
 void add_opaque(mxml_node_t *element, const char *value);
 void add_integer(mxml_node_t *element, int value);

@@ -1,61 +1,79 @@
-// The transcripts' requests with one text from anywhere in the place of one of theirs: no text makes the library run
-// anything but what the transcripts tell of, break a page, or lose what it has opened.
-
-#include "../support/transcript.h"
+// Requests with bytes from anywhere: one text in the page or table, one in a file that the library
+// reads, one that each command prints. No bytes make the library crash, use memory that it must
+// not, lose any, or leave a descriptor open.
 
 #include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+
+#include "laws/requests.h"
 
 namespace {
 
-using namespace testing_device;
+constexpr const char *files[] = {"/tmp/wan_ifc",
+                                 "/tmp/wan_conn_status",
+                                 "/tmp/wan_disc",
+                                 "/tmp/cust_resolv.conf",
+                                 "/tmp/local/ip",
+                                 "/tmp/data_start_time",
+                                 "/tmp/spn",
+                                 "/tmp/cellular_isp",
+                                 "/tmp/cellular_basic_act",
+                                 "/tmp/telephony/.tmpinfo",
+                                 "/tmp/telephony/mep_category",
+                                 "/tmp/telephony/pin_attempts",
+                                 "/tmp/telephony/sms/.list_dev",
+                                 "/tmp/telephony/sms/.capacity_sim",
+                                 "/tmp/telephony/sms/.save",
+                                 "/tmp/wsc/wdev0ap0/wsc_ap_pin.txt",
+                                 "/tmp/wifi_status.txt",
+                                 "/tmp/wps/wps_result",
+                                 "/tmp/diag",
+                                 "/tmp/wrote_bytes.txt",
+                                 "/tmp/tcard_block",
+                                 "/run/instead/etc/resolv.conf",
+                                 "/run/instead/proc/net/arp",
+                                 "/run/instead/proc/net/route",
+                                 "/run/instead/proc/uptime",
+                                 "/run/instead/var/lib/udhcpd.leases",
+                                 "/run/instead/sys/class/net/usb/statistics/rx_packets"};
 
-class fuzzed : public stage {
-public:
-    /// Plays a transcript with another text in its Nth place that holds one: a posted text, a file, what a command
-    /// prints, a setting.
-    void play(transcript told, std::size_t place, std::string text) {
-        for (std::size_t at = 0; (at = text.find('\\', at)) != std::string::npos; at += 2) { text.insert(at, 1, '\\'); }
-        const auto offer = [&](fact &line, int words) {
-            std::string rest = line.text, kept;
-            while (words-- > 0) { kept += take_word(rest) + " "; }
-            if (place-- == 0) { line.text = kept + text; }
-        };
-        SetUp();
-        is_live = false;
-        for (step &step : told.steps) {
-            for (fact &given : step.given) {
-                if (is_one_of(given.word, " file setting ")) { offer(given, given.word == "file" ? 1 : 2); }
-            }
-            for (fact &event : step.outcome) {
-                for (fact &effect : event.below) {
-                    if (is_one_of(effect.word, " prints answers writes ")) {
-                        offer(effect, effect.word == "writes" ? 1 : 0);
-                    }
-                }
-            }
-            const auto change = [&](mxml_node_t *page) {
-                for (mxml_node_t *leaf : leaves_of(page)) {
-                    if (place-- != 0) { continue; }
-                    mxmlDelete(mxmlGetFirstChild(leaf));
-                    mxmlNewOpaque(leaf, unescape(text).c_str());
-                }
-            };
-            for (const std::string &event : perform(step, change)) { EXPECT_TRUE(is_harmless(event)) << event; }
-        }
-        TearDown();
-    }
-
-private:
-    void TestBody() override {}
-};
+/// The bytes up to the next 0xff, which end a text; those are taken away.
+std::string take_text(std::string &bytes) {
+    std::string text = bytes.substr(0, bytes.find('\xff'));
+    bytes.erase(0, text.size() + 1);
+    return text;
+}
 
 } // namespace
 
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+    set_up_requests();
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    GTEST_FLAG_SET(throw_on_failure, true); // which nobody catches
-    if (size < 2) { return -1; }
-    const transcript &told = corpus()[data[0] % corpus().size()];
-    if (told.module == "device_date") { return -1; } // which may end the process, and takes no text
-    fuzzed().play(told, data[1], std::string(data + 2, data + size));
+    if (size < 2) {
+        return -1;
+    }
+    std::string bytes(data + 2, data + size);
+    const std::filesystem::path file = files[data[1] % std::size(files)];
+    const std::string text = take_text(bytes), content = take_text(bytes),
+                      output = take_text(bytes);
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << content;
+    canned_output = output.c_str();
+    const request &one = requests[data[0] % request_count];
+    const int descriptors = open_descriptors();
+    dc_args_t record = begin_request(&one, -1, text.c_str());
+    run_request(&one, &record);
+    end_request(&record);
+    std::filesystem::remove(file);
+    if (open_descriptors() != descriptors) {
+        std::abort();
+    }
     return 0;
 }

@@ -51,7 +51,7 @@ int cfgdb_set(cfgdb_handle_t *handle, const qstr_t *key, const qstr_t *value) {
 
 int cfgdb_set_int(cfgdb_handle_t *handle, const qstr_t *key, int value) {
     char digits[12];
-    snprintf(digits, sizeof digits, "%d", value);
-    const qstr_t text = {(unsigned int)strlen(digits), (unsigned char *)digits};
+    const qstr_t text = {(unsigned int)snprintf(digits, sizeof digits, "%d", value),
+                         (unsigned char *)digits};
     return cfgdb_set(handle, key, &text);
 }

@@ -21,6 +21,9 @@ void report(const char *event);
 /* When it is set no command runs, and one that is read prints this text. */
 extern const char *canned_output;
 
+/* How many descriptors below 256 the process has. */
+int open_descriptors(void);
+
 #ifdef __cplusplus
 }
 #endif

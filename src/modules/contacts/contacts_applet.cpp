@@ -1,4 +1,4 @@
-// The SIM phone book: one contact written or deleted, with the modem's phone-book write command.
+// The SIM phone book: writes or deletes one contact, with the modem's command AT+CPBW.
 
 #include "contacts_applet.h"
 
@@ -12,11 +12,11 @@
 
 namespace {
 
-constexpr std::size_t longest_contact = 56; // the characters of a contact's values together
-constexpr std::size_t longest_record = 59;  // of the index of an entry to delete
+constexpr std::size_t max_contact_length = 56; // of a contact's four values together
+constexpr std::size_t max_record_length = 59;  // of the index of an entry to delete
 
-/// Whether a text stays a value in the modem's command line: a control character would end the
-/// line, and ";" outside double quotes begins another command.
+/// Whether the modem takes a text as a value: a control character would end the modem's command
+/// line, and a ";" outside double quotes would begin another command.
 bool is_modem_value(const char *text) {
     bool is_quoted = false;
     for (; *text != '\0'; ++text) {
@@ -29,17 +29,17 @@ bool is_modem_value(const char *text) {
     return !is_quoted;
 }
 
-/// The posted value of an element of a contact, or null without one that the modem takes.
+/// The posted value of an element of a contact, or null when the modem would not take it as one.
 const char *posted_value(mxml_node_t *item, const char *name) {
     const char *text = tarrow::opaque_text(tarrow::find_below(item, name));
     return text != nullptr && is_modem_value(text) ? text : nullptr;
 }
 
-/// Sends a phone-book command, whose values reach the modem as they are, in one argument.
+/// Sends a phone-book command with the values as they are, in one argument.
 void write_phone_book(const char *values) {
-    std::array<char, sizeof("AT+CPBW=") + longest_record> command; // a contact with its commas, too
+    std::array<char, sizeof("AT+CPBW=") + max_record_length> command; // a contact fits as well
     std::snprintf(command.data(), command.size(), "AT+CPBW=%s", values);
-    tarrow::command_line<512> line; // each character may become four
+    tarrow::command_line<512> line; // a quoted character can take four
     line.text("/usr/app/at_chat -c ").word(command.data()).text(" > /dev/null");
     tarrow::run(line);
 }
@@ -50,17 +50,17 @@ int write_contact(mxml_node_t *item, const char *record) {
     const char *text = posted_value(item, "text");
     if (number == nullptr || type == nullptr || text == nullptr ||
         std::strlen(record) + std::strlen(number) + std::strlen(type) + std::strlen(text) >
-            longest_contact) {
+            max_contact_length) {
         return -1;
     }
-    std::array<char, longest_contact + sizeof(",,,")> values;
+    std::array<char, max_contact_length + sizeof(",,,")> values;
     std::snprintf(values.data(), values.size(), "%s,%s,%s,%s", record, number, type, text);
     write_phone_book(values.data());
     return 0;
 }
 
 int delete_contact(const char *record) {
-    if (std::strlen(record) > longest_record) {
+    if (std::strlen(record) > max_record_length) {
         return -1;
     }
     write_phone_book(record);

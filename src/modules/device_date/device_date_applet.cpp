@@ -1,4 +1,4 @@
-// The date page: the device's local date and time.
+// The date page: the local date and time of the device.
 
 #include "device_date_applet.h"
 
@@ -23,7 +23,7 @@ int get_date(char *datebuf, int size) {
     if (now == -1) {
         return -1;
     }
-    tzset(); // the zone may have changed since the daemon was started
+    tzset(); // the zone can change while the daemon runs
     struct tm local;
     if (localtime_r(&now, &local) == nullptr) {
         return -1;
@@ -49,7 +49,7 @@ int get_device_date(int /*flags*/, dc_args_t *dc) {
     }
     const tarrow::heap_string date(static_cast<char *>(std::malloc(date_size)));
     if (get_date(date.get(), date_size) != 0) {
-        std::exit(1); // a page without a date is not answered
+        std::exit(1); // documented: the page gets no answer without a date
     }
     tarrow::move_last(root, element);
     tarrow::add_opaque(element, date.get());

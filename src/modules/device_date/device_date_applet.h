@@ -1,6 +1,13 @@
 // The device_date module: the device's local date and time.
 //
-// (archive): visible in the static library only; the shared library does not export it.
+// THIS MODULE CAN END THE PROCESS. When get_device_date cannot produce the date, it calls exit(1).
+// It cannot when memory for 128 bytes runs out, when the clock cannot be read or converted, or when
+// the zone's name in TZ has more than 102 characters. Before a daemon calls post-get on
+// device_date, it can check that malloc gives it 8 KB, and free them. That is enough as long as no
+// other thread allocates memory. With the static library, a daemon can call get_date instead, which
+// returns -1.
+//
+// (archive): only in the static library; the shared library does not export it.
 #ifndef TARROW_DEVICE_DATE_APPLET_H
 #define TARROW_DEVICE_DATE_APPLET_H
 
@@ -11,13 +18,13 @@ extern "C" {
 #endif
 
 // Post-get handler: moves "date" to the end of the subtree and fills it with the text of get_date.
-// 0, also without such an element or for a record that carries no XML; -1 for a null record or
-// subtree. A date that cannot be produced, for want of memory too, ends the process with status 1.
+// Returns 0, also when there is no "date" or the record is not of type XML; -1 for a null record or
+// subtree. Ends the process with status 1 when there is no date (see above).
 int get_device_date(int flags, dc_args_t *dc);
 
-// (archive) The local time now as "Tue Jan 06 12:00:00 UTC 2026", in a buffer of size bytes. 0; -1
-// for a null buffer or fewer than 128 bytes (then nothing is written), or when the clock or its
-// conversion fails.
+// (archive) Writes the local time as "Tue Jan 06 12:00:00 UTC 2026" into a buffer of size bytes, at
+// least 128. It reads TZ at each call. Returns 0; -1 for a null or smaller buffer, which it does
+// not write to, when the clock or its conversion fails, and when the text does not fit.
 int get_date(char *datebuf, int size);
 
 #ifdef __cplusplus

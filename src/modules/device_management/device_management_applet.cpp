@@ -1,5 +1,5 @@
-// The list of hosts: which of those that have been seen are connected now, by Wi-Fi or USB, with
-// which address, and how many they are.
+// The list of known hosts: which of them are connected now, by Wi-Fi or USB, their addresses, and
+// their number.
 
 #include "device_management_applet.h"
 
@@ -9,7 +9,7 @@
 #include "connected_hosts.h"
 #include "support/callback.h"
 #include "support/command.h"
-#include "support/dlist.h"
+#include "support/table_entries.h"
 #include "support/xml.h"
 
 namespace {
@@ -17,7 +17,7 @@ namespace {
 constexpr int mac_field = 0;
 constexpr int type_field = 4;
 
-// The request that the daemon is at: begun by the pre-get call, for the calls that follow it.
+// The state of a request, from its pre-get call to its last post-get call.
 int only_connected_devices = 0;
 int nr_connected_dev_flag = 0;
 int nr_connected_dev = 0;
@@ -26,8 +26,7 @@ bool begins_with(const char *text, const char *start) {
     return text != nullptr && std::strncmp(text, start, std::strlen(start)) == 0;
 }
 
-/// Whether a host is connected now. A Wi-Fi host's type reaches the page as "WLAN", whatever
-/// follows it.
+/// Whether a host is connected now. Cuts the type of a Wi-Fi host to "WLAN" for the page.
 bool is_connected(char **record, const tarrow::host_tables &tables) {
     if (begins_with(record[type_field], "USB")) {
         return is_connected_in_bridge(record[mac_field], tables.bridge) == 1;
@@ -47,25 +46,25 @@ const char *address_of(const char *mac, const tarrow::host_tables &tables) {
     return address != nullptr ? address : get_ip_address_from_dhcp(mac, tables.leases);
 }
 
-/// Puts a copy of a text, or null, into an entry; one beyond the table's last column is passed
-/// over.
-void put(char **entries, int column, const char *text) {
+/// Sets an entry to a copy of a text, or to null. Does nothing for a column that the table does not
+/// have.
+void set_column(char **entries, int column, const char *text) {
     if (column < TARROW_DLIST_FIELDS) {
         tarrow::replace_entry(entries[column], text != nullptr ? strdup(text) : nullptr);
     }
 }
 
 template <typename List>
-tarrow::heap<List> new_list() {
+tarrow::heap<List> new_table() {
     return tarrow::heap<List>(static_cast<List *>(std::calloc(1, sizeof(List))));
 }
 
-/// Reads the host tables and marks the list with them.
-int mark_from_device(dlist_node_t *hosts) {
-    const auto leases = new_list<dhcp_list_t>();
-    const auto arp = new_list<arp_list_t>();
-    const auto stations = new_list<wireless_list_t>();
-    const auto bridge = new_list<bridge_fwd_list_t>();
+/// Reads the host tables and marks the connected hosts in the list.
+int mark_hosts(dlist_node_t *hosts) {
+    const auto leases = new_table<dhcp_list_t>();
+    const auto arp = new_table<arp_list_t>();
+    const auto stations = new_table<wireless_list_t>();
+    const auto bridge = new_table<bridge_fwd_list_t>();
     if (!leases || !arp || !stations || !bridge) {
         return -1;
     }
@@ -89,8 +88,8 @@ int mark_from_device(dlist_node_t *hosts) {
 int tarrow::mark_connected_hosts(dlist_node_t *hosts, const host_tables &tables,
                                  bool only_connected) {
     const int column = leading_entries(hosts->dn_meta);
-    put(hosts->dn_meta, column, "connected");
-    put(hosts->dn_meta, column + 1, "ip_address");
+    set_column(hosts->dn_meta, column, "connected");
+    set_column(hosts->dn_meta, column + 1, "ip_address");
     int count = 0;
     for (int r = 0; r < TARROW_DLIST_RECORDS; ++r) {
         char **record = hosts->dn_dlist[r];
@@ -99,14 +98,14 @@ int tarrow::mark_connected_hosts(dlist_node_t *hosts, const host_tables &tables,
         }
         if (is_connected(record, tables)) {
             const char *address = address_of(record[mac_field], tables);
-            put(record, column, "1");
-            put(record, column + 1, address);
+            set_column(record, column, "1");
+            set_column(record, column + 1, address);
             ++count;
         } else if (only_connected) {
             dl_dlist_delete_record(hosts, r);
         } else {
-            put(record, column, "0");
-            put(record, column + 1, nullptr);
+            set_column(record, column, "0");
+            set_column(record, column + 1, nullptr);
         }
     }
     return count;
@@ -133,7 +132,7 @@ int get_connected_type(int /*flags*/, dc_args_t *dc) {
 
 int get_connected_hosts(int /*flags*/, dc_args_t *dc) {
     if (dlist_node_t *hosts = tarrow::table_of(dc); hosts != nullptr) {
-        return mark_from_device(hosts);
+        return mark_hosts(hosts);
     }
     mxml_node_t *root = tarrow::subtree_of(dc);
     if (root == nullptr) {

@@ -28,7 +28,7 @@ constexpr std::size_t address_size = 20; // of a MAC and of an IPv4 address
 constexpr std::size_t hostname_size = 180;
 constexpr std::size_t type_size = 2;
 
-/// A text in a block of a given size, cut to fit, or null without memory.
+/// A text in a block of a given size, cut to fit, or null when memory runs out.
 heap_string new_text(std::size_t size, const char *text) {
     heap_string block(static_cast<char *>(std::calloc(1, size)));
     if (block) {
@@ -42,7 +42,7 @@ bool is_full(const List &list) {
     return list.num_of_entries >= HOST_TABLE_ENTRIES;
 }
 
-/// The counted entries of a table; none of a null one.
+/// The counted entries of a table; a null table has none.
 template <typename List>
 auto entries_of(List *list) {
     struct range {
@@ -72,8 +72,7 @@ void release(char *&text) {
     std::free(std::exchange(text, nullptr));
 }
 
-/// Takes a line of the kernel's ARP table apart into its six columns; gives false for one with
-/// fewer.
+/// Splits a line of the kernel's ARP table into its six columns. Returns false when it has fewer.
 bool split_columns(char *line, std::array<const char *, 6> &columns) {
     char *cursor = nullptr;
     for (const char *&column : columns) {
@@ -86,8 +85,8 @@ bool split_columns(char *line, std::array<const char *, 6> &columns) {
     return true;
 }
 
-/// Appends a lease. Gives false without memory; a name whose escaped form there is no memory for is
-/// left out.
+/// Appends a lease. Returns false when memory runs out. When it runs out for the escaped name, the
+/// entry has no name.
 bool add_lease(const dhcpOfferedAddr &lease, dhcp_list_t &list) {
     std::array<char, address_size> text;
     const std::uint8_t *c = lease.chaddr;
@@ -269,7 +268,7 @@ const char *get_ip_address_from_dhcp(const char *mac, const dhcp_list_t *list) {
 
 char *escape_special_chars(const char *text) {
     constexpr char digits[] = "0123456789ABCDEF";
-    // No byte becomes more than three characters.
+    // A byte becomes three characters at most.
     char *escaped =
         text != nullptr ? static_cast<char *>(std::malloc(3 * std::strlen(text) + 1)) : nullptr;
     if (escaped == nullptr) {

@@ -1,11 +1,9 @@
-// What the device knows of the hosts on its LAN side: four tables of at most 72 entries, each a
-// snapshot.
+// The hosts that the device sees on its LAN side: four tables of at most 72 entries.
 //
-// A table is handed in zero-filled and belongs to its caller, who gives it to its release operation
-// and frees it; every text in it is a heap block of the table's own. Readers answer -1 for a null
-// table, else 0, also when their source cannot be opened or breaks off: the table then holds what
-// was read so far. Lookups ignore letter case, and answer 0 or null for a null or empty table or a
-// null address.
+// The caller provides a zero-filled table, and at the end calls its release operation. Each text in
+// a table is a heap block of its own, which the table owns. Readers return -1 for a null table,
+// else 0. When a source cannot be opened or ends early, the table holds what was read so far.
+// Lookups ignore letter case. They return 0 or null for a null or empty table and a null address.
 #ifndef TARROW_HOST_TABLES_H
 #define TARROW_HOST_TABLES_H
 
@@ -58,7 +56,7 @@ typedef struct wireless_list {
     wireless_entry_t entry[HOST_TABLE_ENTRIES];
 } wireless_list_t;
 
-// A record of "/var/lib/udhcpd.leases", as the DHCP server writes it.
+// A record of "/var/lib/udhcpd.leases", in the DHCP server's layout.
 struct dhcpOfferedAddr {
     uint8_t chaddr[16]; // client hardware address: the first 6 bytes
     uint8_t yiaddr[4];  // leased IPv4 address, network byte order
@@ -67,31 +65,31 @@ struct dhcpOfferedAddr {
     uint32_t expires; // not read here
 };
 
-// Remote hosts in the forwarding table of br0, by "/system/usr/sbin/brctl showmacs br0".
+// Read the remote hosts in the forwarding table of br0, with "/system/usr/sbin/brctl showmacs br0".
 int bridge_fwd_get(bridge_fwd_list_t *list);
 // Entries of "/proc/net/arp" on br0.
 int arp_get(arp_list_t *list);
 // Leases of "/var/lib/udhcpd.leases".
 int dhcp_sys_info_get(dhcp_list_t *list);
-// Stations of the access point uap0, by "/system/usr/bin/wapctl"; none without that interface.
+// Stations of the access point uap0, with "/system/usr/bin/wapctl"; none without that interface.
 int get_wireless_clients(wireless_list_t *list);
-// Appends the stations of one interface; none of one whose name does not fit a command of 49
-// characters.
+// Appends the stations of an interface. A name that does not fit a command of 49 characters has
+// none.
 void get_wireless_clients_for_interface(const char *interface, wireless_list_t *list);
 
 // 1 when the host is on one of the bridge ports "1" to "4".
 int is_connected_in_bridge(const char *mac, const bridge_fwd_list_t *list);
 // 1 when the host is among the stations.
 int is_connected_in_wlan(const char *mac, const wireless_list_t *list);
-// The address of the first entry of a host, which points into the table, or null.
+// Return the address in the first entry of a host, which points into the table, or null.
 const char *get_ip_address_from_arp(const char *mac, const arp_list_t *list);
 const char *get_ip_address_from_dhcp(const char *mac, const dhcp_list_t *list);
 
-// A text in URL form-encoding, as a new heap string that the caller frees; null for a null text or
-// when memory runs out.
+// Returns a text in URL form-encoding as a new heap string, which the caller frees; null for a null
+// text or when memory runs out.
 char *escape_special_chars(const char *text);
 
-// Release the texts of the counted entries, not the table. Null or an empty table: nothing happens.
+// Free the texts of the counted entries, not the table. A null table is allowed.
 void bridge_list_free(bridge_fwd_list_t *list);
 void arp_list_free(arp_list_t *list);
 void dhcp_client_list_free(dhcp_list_t *list);

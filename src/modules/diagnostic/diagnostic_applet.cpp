@@ -1,5 +1,4 @@
-// The diagnostics page: a network tool is run when the page is posted, and its output is shown when
-// the page is read.
+// The diagnostics page: a post runs a network tool, a read shows its output.
 
 #include "diagnostic_applet.h"
 
@@ -20,9 +19,9 @@ constexpr char output_file[] = "/tmp/diag";
 constexpr char redirection[] = " >/tmp/diag 2>&1";
 constexpr std::size_t line_size = 256;
 constexpr std::size_t output_size = 1024;
-constexpr std::size_t longest_argument = 498; // one space and the end stand after it
+constexpr std::size_t max_argument_length = 498;
 
-/// The tools of this page by their names in any letter case, and the options that they run with.
+/// The tools of this page, whose names match in any letter case, and their options.
 struct tool {
     const char *name;
     const char *options;
@@ -30,10 +29,10 @@ struct tool {
 constexpr tool tools[] = {
     {"route", "-n"}, {"traceroute", "-n"}, {"arp", "-n"}, {"ping", ""}, {"arping", ""}};
 
-/// The options of a posted command, or null for one that is no tool of this page.
+/// The options of a posted command, or null when this page has no such tool.
 const char *options_of(const char *command) {
     if (std::strcmp(command, "ping") == 0 || std::strcmp(command, "arping") == 0) {
-        return "-c 10"; // it would not end by itself
+        return "-c 10"; // without a number of probes it would not end
     }
     for (const tool &candidate : tools) {
         if (strcasecmp(command, candidate.name) == 0) {
@@ -43,7 +42,7 @@ const char *options_of(const char *command) {
     return nullptr;
 }
 
-/// Whether a text is empty, or can be a host's name or address and nothing else.
+/// Whether a text is empty or can be a host's name or address.
 bool is_host(const char *text) {
     return *text != '-' && tarrow::is_made_of(text, ".:-_%");
 }
@@ -65,9 +64,9 @@ int execute_command(int /*flags*/, dc_args_t *dc) {
         .text(options)
         .text(" ");
     if (argument != nullptr) {
-        line.text(argument, std::min(std::strlen(argument), longest_argument)).text(" ");
+        line.text(argument, std::min(std::strlen(argument), max_argument_length)).text(" ");
     }
-    // Part of the redirection would lead somewhere else: without all of it the output is lost.
+    // Part of the redirection would name another file. If not all of it fits, the output is lost.
     if (std::strlen(line.c_str()) + sizeof(redirection) <= line_size) {
         line.text(redirection);
     }

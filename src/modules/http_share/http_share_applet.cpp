@@ -1,4 +1,4 @@
-// The file-sharing page: the actions that it posts for the SD card.
+// The file-sharing page: the posted actions on the SD card.
 
 #include "http_share_applet.h"
 
@@ -17,7 +17,7 @@ int switch_mode(mxml_node_t *root) {
     return set_httpshare_mode(posted_text(root, "mode_set"));
 }
 
-/// Looks for a file by the path as it was posted, and answers in its element.
+/// Looks for a file under the posted path, unchanged, and adds the result to the path's element.
 int check_file(mxml_node_t *root) {
     constexpr std::array<const char *, 3> words = {"no_sdcard", "noexist", "exist"};
     const int result = check_httpshare_file(posted_text(root, "path_SD_CARD"));

@@ -1,5 +1,5 @@
-// What the file-sharing page does with files: new folders, renaming, deleting. Everything that it
-// names lies on the card.
+// Files of the file-sharing page: creates folders, renames and deletes. Posted paths stay on the
+// card.
 
 #include "http_share_applet.h"
 
@@ -22,21 +22,21 @@ namespace {
 
 constexpr char card[] = "/mnt/external_sdcard";
 constexpr std::size_t card_length = sizeof(card) - 1;
-constexpr std::size_t page_root_length = 5;     // of the page's name for the card
-constexpr std::size_t longest_new_folder = 200; // characters of a posted path
-constexpr std::size_t longest_name = 255;       // of an entry to delete
-constexpr std::size_t full_path_size = 512;     // of an entry to delete
-constexpr std::size_t child_path_size = 1024;   // of an entry below it
-constexpr int open_folders = 16;                // at most, while a tree is removed
+constexpr std::size_t page_root_length = 5;        // of the page's name for the card
+constexpr std::size_t max_new_folder_length = 200; // characters of a posted path
+constexpr std::size_t max_name_length = 255;       // of an entry to delete
+constexpr std::size_t full_path_size = 512;        // of an entry to delete
+constexpr std::size_t child_path_size = 1024;      // of an entry below it
+constexpr int open_folders = 16;                   // at most, while a tree is removed
 
 struct close_folder {
     void operator()(DIR *stream) const { closedir(stream); }
 };
 using folder = std::unique_ptr<DIR, close_folder>;
 
-/// Calls a function with each component of a path, as its start and length, until it answers false.
+/// Whether a function is true for all components of a path. It gets the start and length of each.
 template <typename Function>
-bool each_component(const char *path, Function function) {
+bool all_components(const char *path, Function function) {
     for (path += std::strspn(path, "/"); *path != '\0'; path += std::strspn(path, "/")) {
         const std::size_t length = std::strcspn(path, "/");
         if (!function(path, length)) {
@@ -55,26 +55,25 @@ bool is_dot_dot(const char *name, std::size_t length) {
     return length == 2 && name[0] == '.' && name[1] == '.';
 }
 
-/// Whether a posted path is on the card, as far as its text tells.
+/// Whether the text of a posted path leads to the card. It can still go through a link.
 bool is_share_path(const char *posted) {
     if (std::strlen(posted) < page_root_length) {
         return false;
     }
     const char *below = posted + page_root_length;
     return (*below == '\0' || *below == '/') &&
-           each_component(below, [](const char *name, std::size_t length) {
+           all_components(below, [](const char *name, std::size_t length) {
                return !is_dot_dot(name, length);
            });
 }
 
-/// Whether a posted path names the card itself.
+/// Whether a posted path is the card's root.
 bool is_card_root(const char *posted) {
-    return each_component(posted + page_root_length, is_dot);
+    return all_components(posted + page_root_length, is_dot);
 }
 
-/// Whether any folder that a device path goes through below the card's root is a symbolic link,
-/// which could lead away from the card. The last component is looked at only when a "/" follows
-/// it.
+/// Whether a folder in a device path below the card's root is a symbolic link, which could lead
+/// away from the card. Checks the last component only when a "/" follows it.
 bool goes_through_link(char *path) {
     char *slash = path + card_length;
     if (*slash == '\0') {
@@ -92,7 +91,7 @@ bool goes_through_link(char *path) {
     return false;
 }
 
-/// The length of a path without what would make the system follow a link at its end: "/", "/.".
+/// The length of a path without "/" and "/." at its end, which would make the kernel follow a link.
 std::size_t entry_length(const char *path) {
     std::size_t length = std::strlen(path);
     while (length > 1 &&
@@ -108,7 +107,7 @@ heap_string device_path_of(const char *posted) {
     return heap_string(path);
 }
 
-/// The next entry of a folder but "." and "..", or null.
+/// The next entry of a folder, without "." and "..", or null.
 const dirent *next_entry(DIR *stream) {
     const dirent *entry = nullptr;
     do {
@@ -127,49 +126,51 @@ folder open_folder(const char *path) {
     return stream;
 }
 
-bool remove_folder(char *path, std::size_t length, int may_keep_open);
+bool remove_folder(char *path, std::size_t length, int levels_left_open);
 
-/// Removes an entry of the folder whose path is in the buffer, which has child_path_size bytes. The
-/// folder is closed when its descriptor is needed below it.
+/// Removes an entry of a folder. The buffer path has child_path_size bytes and contains the
+/// folder's path. Closes the folder before it goes into the entry when no more levels may stay
+/// open.
 bool remove_entry(folder &parent, const dirent *entry, char *path, std::size_t length,
-                  int may_keep_open) {
+                  int levels_left_open) {
     const std::size_t name_length = std::strlen(entry->d_name);
     const std::size_t child_length = length + 1 + name_length;
     if (child_length >= child_path_size) {
-        return false; // a cut path could name another entry
+        return false; // a cut path could be the path of another entry
     }
     if (entry->d_type != DT_DIR && unlinkat(dirfd(parent.get()), entry->d_name, 0) == 0) {
         return true;
     }
     path[length] = '/';
     std::memcpy(path + length + 1, entry->d_name, name_length + 1);
-    if (may_keep_open == 0) {
+    if (levels_left_open == 0) {
         parent.reset();
     }
-    const bool is_removed = remove_folder(path, child_length, std::max(may_keep_open - 1, 0));
+    const bool is_removed = remove_folder(path, child_length, std::max(levels_left_open - 1, 0));
     path[length] = '\0';
     return is_removed;
 }
 
-/// Removes a folder and everything below it, as far as it can be removed. So many levels keep their
-/// folder open meanwhile; deeper ones begin anew after each folder in them, behind the entries that
-/// could not be removed.
-bool remove_folder(char *path, std::size_t length, int may_keep_open) {
-    std::size_t kept = 0;
+/// Removes a folder and everything in it, as far as possible. levels_left_open limits the number of
+/// folders that are open at the same time. Below that level, each folder is closed while one of its
+/// subfolders is removed. It is then opened again, and reading skips the entries that could not be
+/// removed.
+bool remove_folder(char *path, std::size_t length, int levels_left_open) {
+    std::size_t remaining = 0;
     bool complete = false;
     while (!complete) {
         folder stream = open_folder(path);
         if (!stream) {
-            break; // an empty one can go all the same
+            break; // rmdir can still remove it if it is empty
         }
-        for (std::size_t passed = 0; passed < kept && next_entry(stream.get()) != nullptr;) {
-            ++passed;
+        for (std::size_t skipped = 0; skipped < remaining && next_entry(stream.get()) != nullptr;) {
+            ++skipped;
         }
         while (stream && !complete) {
             const dirent *entry = next_entry(stream.get());
             complete = entry == nullptr;
-            if (!complete && !remove_entry(stream, entry, path, length, may_keep_open)) {
-                ++kept;
+            if (!complete && !remove_entry(stream, entry, path, length, levels_left_open)) {
+                ++remaining;
             }
         }
     }
@@ -233,7 +234,7 @@ int http_share_new(mxml_node_t *root) {
     tarrow::run("touch /tmp/dbg_new_1");
     const char *posted = posted_text(root, "path_SD_CARD");
     const char *time = posted_text(root, "path_SD_CARD_time");
-    if (posted == nullptr || time == nullptr || std::strlen(posted) > longest_new_folder ||
+    if (posted == nullptr || time == nullptr || std::strlen(posted) > max_new_folder_length ||
         !is_share_path(posted)) {
         return -1;
     }
@@ -287,12 +288,13 @@ int http_share_del(mxml_node_t *root) {
         return 1;
     }
     std::array<char, full_path_size> full_path;
-    // Formats the path of the name that the list begins with and gives the rest of the list, or
-    // null for a name that is refused.
-    const auto take_name = [&](const char *list) -> const char * {
+    // Writes the path of the first name of a list to full_path. Returns the rest of the list, or
+    // null when it refuses the name.
+    const auto format_next_path = [&](const char *list) -> const char * {
         const std::size_t length = std::strcspn(list, "*");
-        if (list[length] == '\0' || length == 0 || length > longest_name || is_dot(list, length) ||
-            is_dot_dot(list, length) || std::memchr(list, '/', length) != nullptr) {
+        if (list[length] == '\0' || length == 0 || length > max_name_length ||
+            is_dot(list, length) || is_dot_dot(list, length) ||
+            std::memchr(list, '/', length) != nullptr) {
             return nullptr;
         }
         const int full_length = std::snprintf(full_path.data(), full_path.size(), "%s/%.*s",
@@ -301,13 +303,13 @@ int http_share_del(mxml_node_t *root) {
     };
     const char *rest = names;
     do {
-        rest = take_name(rest);
+        rest = format_next_path(rest);
         if (rest == nullptr || goes_through_link(full_path.data())) {
             return -1;
         }
     } while (*rest != '\0');
     for (rest = names; *rest != '\0';) {
-        rest = take_name(rest);
+        rest = format_next_path(rest);
         force_rm(full_path.data());
     }
     return 0;

@@ -1,4 +1,4 @@
-// The settings of the file-sharing page: who has the SD card, and how it is shared over HTTP.
+// The settings of the file-sharing page: where the SD card is used, and how HTTP shares it.
 
 #include "http_share_applet.h"
 
@@ -38,12 +38,12 @@ void store_integer(const tarrow::store &settings, const char *key, int value) {
     cfgdb_set_int(settings.get(), &name, value);
 }
 
-/// Offers a block device to the computer. Gives false, and offers none, when the line does not fit:
-/// a cut path could be another device's.
-bool offer_card(const char *device) {
+/// Exports a block device to the computer. Returns false, and exports none, when the command line
+/// does not fit: a cut path could be the path of another device.
+bool export_card(const char *device) {
     tarrow::command_line<100> line;
     line.text(" echo ");
-    if (device[std::strspn(device, "0123456789")] == '\0') { // it would be taken for a descriptor
+    if (device[std::strspn(device, "0123456789")] == '\0') { // a number before ">" is a descriptor
         line.text("'").text(device).text("'");
     } else {
         line.word(device);
@@ -55,16 +55,16 @@ bool offer_card(const char *device) {
     return line.complete();
 }
 
-/// Fills the element of a key, wherever it stands, with the stored number.
-void show_integer(const tarrow::store &settings, mxml_node_t *root, const char *key, int &field) {
+/// Fills the element of a key, at any depth, with the stored number.
+void fill_integer(const tarrow::store &settings, mxml_node_t *root, const char *key, int &field) {
     if (mxml_node_t *element = find_below(root, key); element != nullptr) {
         field = read_integer(settings, key);
         tarrow::add_integer(element, field);
     }
 }
 
-/// The same with the stored text, cut to its field's room.
-void show_text(const tarrow::store &settings, mxml_node_t *root, const char *key, char *field,
+/// The same with the stored text, cut to the size of its field.
+void fill_text(const tarrow::store &settings, mxml_node_t *root, const char *key, char *field,
                std::size_t size) {
     mxml_node_t *element = find_below(root, key);
     const tarrow::heap_string value =
@@ -91,15 +91,15 @@ int set_httpshare_mode(const char *mode) {
         std::array<char, device_size> device = {};
         std::strcpy(device.data(), default_device);
         get_tcard_block(device.data());
-        if (!offer_card(device.data())) {
-            offer_card(default_device);
+        if (!export_card(device.data())) {
+            export_card(default_device);
         }
     }
     return 0;
 }
 
 void get_tcard_block(char *device) {
-    std::array<char, device_size + 1> word = {}; // one more, to tell a word that is too long
+    std::array<char, device_size + 1> word = {}; // one more, to detect a word that is too long
     tarrow::read_word("/tmp/tcard_block", word.data(), word.size());
     const std::size_t length = std::strlen(word.data());
     if (device != nullptr && length > 0 && length < device_size) {
@@ -138,15 +138,15 @@ int http_share_xml_get(mxml_node_t *root) {
     if (!settings) {
         return 0;
     }
-    show_integer(settings, root, mode_key, info.sdcard_mode_option);
-    show_integer(settings, root, state_key, info.sd_card_state);
+    fill_integer(settings, root, mode_key, info.sdcard_mode_option);
+    fill_integer(settings, root, state_key, info.sd_card_state);
     if (find_below(root, status_key) != nullptr) {
         __tarrow_log_print(0, nullptr, "begin");
     }
-    show_text(settings, root, status_key, info.http_share_status, sizeof(info.http_share_status));
-    show_text(settings, root, wr_auth_key, info.http_share_wr_auth,
+    fill_text(settings, root, status_key, info.http_share_status, sizeof(info.http_share_status));
+    fill_text(settings, root, wr_auth_key, info.http_share_wr_auth,
               sizeof(info.http_share_wr_auth));
-    show_text(settings, root, file_key, info.http_share_file, sizeof(info.http_share_file));
+    fill_text(settings, root, file_key, info.http_share_file, sizeof(info.http_share_file));
     tarrow::add_text(find_below(root, "HTTP_SHARE_CARD_USRER"), info.http_share_card_user);
     return 0;
 }

@@ -1,6 +1,5 @@
-// The SIM lock page as it is posted: the PIN lock switched on or off, the PIN changed, the SIM
-// unblocked or unlocked. Codes are passed on, never made up or altered: a wrong one costs the user
-// an attempt.
+// Posts to the SIM lock page: switches the PIN lock, changes the PIN, unblocks or unlocks the SIM.
+// It never makes up or changes a code: a wrong code costs the user an attempt.
 
 #include "pin_puk_applet.h"
 
@@ -20,7 +19,7 @@
 namespace {
 
 constexpr std::size_t command_size = 255;
-constexpr std::size_t longest_code = 255;
+constexpr std::size_t max_code_length = 255;
 constexpr int poll_interval_ms = 50;
 constexpr int waits_for_control_key = 5; // the PIN state in which the SIM takes one
 constexpr char sim_check[] = "/usr/app/agent_client 0 /usr/app/check_sim_status.sh";
@@ -36,8 +35,7 @@ constexpr const char *control_key_settings[] = {"cellular.mep_nck", "cellular.me
 
 using modem_line = tarrow::command_line<command_size>;
 
-/// A posted code, or null for an element that holds anything beside one: part of a code is another
-/// code.
+/// A posted code, or null when the element has more than one node: part of a code is another code.
 const char *posted_code(mxml_node_t *root, const char *name) {
     mxml_node_t *element = tarrow::find_below(root, name);
     const char *text = tarrow::opaque_text(element);
@@ -45,7 +43,7 @@ const char *posted_code(mxml_node_t *root, const char *name) {
 }
 
 bool is_code(const char *text) {
-    return text != nullptr && *text != '\0' && std::strlen(text) <= longest_code &&
+    return text != nullptr && *text != '\0' && std::strlen(text) <= max_code_length &&
            tarrow::is_made_of(text, "");
 }
 
@@ -60,14 +58,14 @@ void check_sim_without_attempts(const pin_puk_info &info) {
     }
 }
 
-void make_lock(modem_line &line, bool is_on, const char *pin, const char *filter) {
+void build_lock_command(modem_line &line, bool is_on, const char *pin, const char *filter) {
     line.text(lock_command).text(is_on ? "1," : "0,").text(pin).text(filter);
 }
 
 int switch_lock(bool is_on, const char *pin) {
     pin_puk_info info = {-1, -1, -1, 0};
     modem_line line;
-    make_lock(line, is_on, pin, "");
+    build_lock_command(line, is_on, pin, "");
     run_logged(line);
     pin_puk_info_get(&info);
     check_sim_without_attempts(info);
@@ -82,7 +80,7 @@ int switch_lock_off(const char *pin, const char * /*none*/) {
     return switch_lock(false, pin);
 }
 
-int change(const char *old_pin, const char *new_pin) {
+int replace_pin(const char *old_pin, const char *new_pin) {
     int lock_state = -1;
     pin_puk_info info = {-1, -1, -1, 0};
     tarrow::run("/usr/app/at_chat -i/dev/citty0 -c AT+CLCK=\"SC\",2 | /xbin/grep CLCK >"
@@ -94,7 +92,7 @@ int change(const char *old_pin, const char *new_pin) {
     const bool was_off = lock_state == 0;
     if (was_off) {
         modem_line lock_on;
-        make_lock(lock_on, true, old_pin, ok_filter);
+        build_lock_command(lock_on, true, old_pin, ok_filter);
         run_logged(lock_on);
     }
     modem_line line;
@@ -102,7 +100,7 @@ int change(const char *old_pin, const char *new_pin) {
     const bool is_changed = run_logged(line) == 0;
     if (was_off) {
         modem_line lock_off;
-        make_lock(lock_off, false, is_changed ? new_pin : old_pin, ok_filter);
+        build_lock_command(lock_off, false, is_changed ? new_pin : old_pin, ok_filter);
         tarrow::run(lock_off);
     }
     if (!is_changed) {
@@ -172,87 +170,90 @@ int enter_control_key(const char *control_key, const char * /*none*/) {
     return 0;
 }
 
-/// An operation, by its number from 1 on.
+/// The values of the element "command".
+enum operation_code { ENABLE_PIN = 1, DISABLE_PIN, CHANGE_PIN, RESET_PIN, PROVIDE_PIN, PROVIDE_CK };
+
+/// The posted elements that an operation needs, and the function that carries it out.
 struct operation {
-    const char *first;  // the elements that hold its codes
-    const char *second; // null: it has one code, and the other is ""
-    std::size_t
-        longest_codes; // together: what its command line has room for, or the store is given
+    const char *first_element;  // holds the first code
+    const char *second_element; // holds the second code; null: there is none, and "" stands for it
+    std::size_t max_codes_length; // of both codes together
     int (*run)(const char *first, const char *second);
 
-    [[nodiscard]] bool takes(const char *code, const char *other) const {
-        return is_code(code) && (second == nullptr || is_code(other)) &&
-               std::strlen(code) + std::strlen(other) <= longest_codes;
+    [[nodiscard]] bool accepts(const char *first, const char *second) const {
+        return is_code(first) && (second_element == nullptr || is_code(second)) &&
+               std::strlen(first) + std::strlen(second) <= max_codes_length;
     }
 };
 template <std::size_t Size>
 constexpr std::size_t length_of(const char (&)[Size]) {
     return Size - 1;
 }
-constexpr std::size_t line_length = command_size - 1;
-constexpr std::size_t room_in_lock = line_length - length_of(lock_command) - length_of("1,");
-constexpr std::size_t room_in_change =
-    line_length - length_of(change_command) - length_of(",") - length_of(ok_filter);
-constexpr std::array<operation, 6> operations = {{
+constexpr std::size_t room_in_lock = command_size - sizeof(lock_command) - length_of("1,");
+constexpr std::size_t room_in_change = // a code that fits here fits the lock lines of a change too
+    command_size - sizeof(change_command) - length_of(",") - length_of(ok_filter);
+/// In the order of their codes.
+constexpr std::array<operation, PROVIDE_CK> operations = {{
     {"pin", nullptr, room_in_lock, switch_lock_on},
     {"pin", nullptr, room_in_lock, switch_lock_off},
-    {"pin", "new_pin", room_in_change, change}, // which is the room of its other lines as well
-    {"puk", "new_pin", 2 * longest_code, unblock},
-    {"pin", nullptr, longest_code, enter_pin},
-    {"mep_unlock_ck", nullptr, longest_code, enter_control_key},
+    {"pin", "new_pin", room_in_change, replace_pin},
+    {"puk", "new_pin", 2 * max_code_length, unblock},
+    {"pin", nullptr, max_code_length, enter_pin},
+    {"mep_unlock_ck", nullptr, max_code_length, enter_control_key},
 }};
 
-/// The operation of a number, or null.
-const operation *operation_of(int number) {
-    return number >= 1 && number <= static_cast<int>(operations.size())
-               ? &operations[static_cast<std::size_t>(number - 1)]
+/// The operation of a posted number, or null.
+const operation *find_operation(int code) {
+    return code >= ENABLE_PIN && code <= PROVIDE_CK
+               ? &operations[static_cast<std::size_t>(code - ENABLE_PIN)]
                : nullptr;
 }
 
-int perform(int number, const char *first, const char *second) {
-    const operation *chosen = operation_of(number);
-    return chosen->takes(first, second) ? chosen->run(first, second) : -1;
+int perform(operation_code code, const char *first, const char *second) {
+    const operation *operation = find_operation(code);
+    return operation->accepts(first, second) ? operation->run(first, second) : -1;
 }
 
 } // namespace
 
 int enable_pin(const char *pin) {
-    return perform(1, pin, "");
+    return perform(ENABLE_PIN, pin, "");
 }
 
 int disable_pin(const char *pin) {
-    return perform(2, pin, "");
+    return perform(DISABLE_PIN, pin, "");
 }
 
 int change_pin(const char *old_pin, const char *new_pin) {
-    return perform(3, old_pin, new_pin);
+    return perform(CHANGE_PIN, old_pin, new_pin);
 }
 
 int reset_pin_using_puk(const char *puk, const char *new_pin) {
-    return perform(4, puk, new_pin);
+    return perform(RESET_PIN, puk, new_pin);
 }
 
 int provide_pin(const char *pin) {
-    return perform(5, pin, "");
+    return perform(PROVIDE_PIN, pin, "");
 }
 
 int mep_provide_ck(const char *control_key) {
-    return perform(6, control_key, "");
+    return perform(PROVIDE_CK, control_key, "");
 }
 
 int pin_puk_xml_set(mxml_node_t *root) {
     const char *command = tarrow::opaque_text(tarrow::find_below(root, "command"));
-    const operation *chosen =
-        operation_of(command != nullptr ? tarrow::parse_number(command).value_or(0) : 0);
-    if (chosen == nullptr) {
+    const operation *operation =
+        find_operation(command != nullptr ? tarrow::parse_number(command).value_or(0) : 0);
+    if (operation == nullptr) {
         return -1;
     }
-    const char *first = posted_code(root, chosen->first);
-    const char *second = chosen->second != nullptr ? posted_code(root, chosen->second) : "";
-    if (!chosen->takes(first, second)) {
+    const char *first = posted_code(root, operation->first_element);
+    const char *second =
+        operation->second_element != nullptr ? posted_code(root, operation->second_element) : "";
+    if (!operation->accepts(first, second)) {
         return -1;
     }
-    chosen->run(first, second); // what comes of it is read with the page
+    operation->run(first, second); // the page reads the outcome with its next get
     return 0;
 }
 

@@ -1,6 +1,9 @@
-// The pin_puk module: the SIM's PIN lock and network lock, their state and the operations on them.
+// The pin_puk module: the state of the SIM's PIN lock and network lock, and the operations on them.
 //
-// (archive): visible in the static library only; the shared library does not export it.
+// The operations run the modem's command tool and the device's SIM check. They wait for the end of
+// each, without a limit.
+//
+// (archive): only in the static library; the shared library does not export it.
 #ifndef TARROW_PIN_PUK_APPLET_H
 #define TARROW_PIN_PUK_APPLET_H
 
@@ -12,7 +15,7 @@
 extern "C" {
 #endif
 
-// The SIM lock record. A query that gets no answer leaves its fields as they were.
+// The state of the SIM's locks. A query without an answer does not change its fields.
 typedef struct pin_puk_info {
     int32_t pin_attempts; // PIN attempts left; -1: unknown
     int32_t puk_attempts; // PUK attempts left; -1: unknown
@@ -20,48 +23,56 @@ typedef struct pin_puk_info {
     int32_t cmd_status;   // 1: the last PIN change failed
 } pin_puk_info;
 
-// Post-get handler: fills the requested elements of the subtree. 0, or -1 for a record without an
+// Post-get handler: fills the elements of pin_puk_xml_get. Returns 0; -1 for a record without an
 // XML subtree.
 int pin_puk_post_get(int flags, dc_args_t *dc);
 
-// Post-set handler: carries out the posted operation. The result of pin_puk_xml_set, or -1 for a
-// record without an XML subtree.
+// Post-set handler: carries out the posted operation. Returns the result of pin_puk_xml_set; -1 for
+// a record without an XML subtree.
 int pin_puk_post_set(int flags, dc_args_t *dc);
 
 // All below: (archive).
 
-// Ask the modem for the attempts left and for the lock state, and keep what it answers in the files
-// pin_attempts, puk_attempts and pin_enabled below "/tmp/telephony". A null info: the modem is
-// asked, its answer is not read.
+// Query the modem for the attempts left, for the lock state, or for both. Store the answer in info
+// and in the files pin_attempts, puk_attempts and pin_enabled below "/tmp/telephony". With a null
+// info the query runs, but its answer is not read.
 void pin_puk_info_get_attempts(pin_puk_info *info);
 void pin_puk_info_get_enabled(pin_puk_info *info);
 void pin_puk_info_get(pin_puk_info *info);
 
-// Asks the modem for the attempts left for the control key of the lock that
-// "/tmp/telephony/mep_category" names; *attempts stays as it was without an answer. Writes what it
-// asked, and why it did not, to the serial console.
+// Queries the modem for the attempts left for the control key of the network lock whose category is
+// in "/tmp/telephony/mep_category", and waits 200 ms after the command. Without an answer
+// *attempts does not change. Writes the result, or why there was no query, to the serial console.
 void mep_get_attempts(int32_t *attempts);
 
-// Fills pin_attempts, puk_attempts, pin_enabled, cmd_status and mep_attempts, wherever they stand
-// below root, from their files, or from the modem where a file cannot be opened. Always 0.
+// Fills pin_attempts, puk_attempts, pin_enabled, cmd_status and mep_attempts, at any depth below
+// root, from their files below "/tmp/telephony". Queries the modem where a file cannot be opened.
+// Returns 0.
 int pin_puk_xml_get(mxml_node_t *root);
 
-// Carries out operation "command" (1 to 6) with the posted codes. 0, or -1 when there is no such
-// operation, or a code that it needs is missing or refused: then nothing runs and nothing is
-// changed. A code is of letters and digits and alone in its element: at most 204 for operations 1
-// and 2, 187 with the other one for 3 (what the modem's lines of 254 characters leave), 255 for 4
-// to 6. Of "command" the first text counts.
+// Carries out the operation of the element "command", which is one of:
+//   1 enable_pin, 2 disable_pin                  with "pin", of at most 204 characters
+//   3 change_pin                                 with "pin" and "new_pin", at most 187 together
+//   4 reset_pin_using_puk                        with "puk" and "new_pin", at most 255 each
+//   5 provide_pin                                with "pin", of at most 255
+//   6 mep_provide_ck                             with "mep_unlock_ck", of at most 255
+// A code has letters and digits only, and is alone in its element. The limits of 1 to 3 keep the
+// modem's command lines within 254 characters. Returns 0, also when the modem refuses the code: the
+// page reads the outcome with its next get. Returns -1, and changes nothing, for another command
+// and when a code is missing or refused.
 int pin_puk_xml_set(mxml_node_t *root);
 
-// The operations: 0, or -1 for a refused code.
+// The operations. They return 0, or -1 for a refused code.
 int enable_pin(const char *pin);
 int disable_pin(const char *pin);
 int change_pin(const char *old_pin, const char *new_pin);
-// -1 also when the settings store cannot be opened. Both wait for a running SIM check to end.
+// These two first wait, without a limit, until "/tmp/sim_checking_mutex" is gone: a SIM check is
+// running while that file exists. provide_pin waits 1 s after its own SIM check. Both also return
+// -1 when the settings store cannot be opened.
 int reset_pin_using_puk(const char *puk, const char *new_pin);
 int provide_pin(const char *pin);
-// -1 also when the SIM does not wait for a control key, its lock category is none of 0 to 4 or the
-// settings store cannot be opened.
+// Also returns -1 when the SIM waits for no control key, when the lock category is not 0 to 4, and
+// when the settings store cannot be opened.
 int mep_provide_ck(const char *control_key);
 
 #ifdef __cplusplus

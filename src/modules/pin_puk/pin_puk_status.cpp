@@ -1,10 +1,11 @@
-// The SIM lock page as it is read: attempts left, lock state, outcome of the last PIN change.
-// Answers of the modem are kept in files, so that a page that is read again does not ask it again.
+// Reads of the SIM lock page: attempts left, lock state, outcome of the last PIN change. Files
+// cache the modem's answers, so that the next read does not query the modem again.
 
 #include "pin_puk_applet.h"
 
 #include <array>
-#include <cstdio>
+#include <cstring>
+#include <initializer_list>
 #include <sys/stat.h>
 #include <syslog.h>
 
@@ -25,7 +26,7 @@ namespace {
 
 constexpr int reply_wait_ms = 200;
 
-/// The name of each lock category's code in the modem's list of remaining attempts.
+/// The code of each lock category, as the modem's list of remaining attempts names it.
 constexpr const char *lock_codes[] = {"PH-NET PIN", "PH-NETSUB PIN", "PH-SP PIN", "PH-CORP PIN",
                                       "PH-SIM PIN"};
 
@@ -35,12 +36,32 @@ void make_folder() {
 
 using reply_text = std::array<char, 256>;
 
-/// Reads the filtered reply of the modem. Gives false when its file cannot be opened.
+/// Reads the filtered reply of the modem. Returns false when its file cannot be opened.
 bool read_reply(reply_text &reply) {
     return tarrow::read_text(tarrow::scratch_file, reply.data(), reply.size()).has_value();
 }
 
-void keep(const char *path, int value) {
+/// Reads the numbers after the name at the start of a reply, which commas separate. Stops at the
+/// first that is no number: it and the numbers after it do not change.
+void read_numbers(const char *reply, const char *name, std::initializer_list<int *> numbers) {
+    const std::size_t length = std::strlen(name);
+    const char *text = std::strncmp(reply, name, length) == 0 ? reply + length : "";
+    for (int *number : numbers) {
+        const auto value = tarrow::parse_number(text);
+        if (!value) {
+            return;
+        }
+        *number = *value;
+        text += std::strspn(text, " \t\n\v\f\r+-");
+        text += std::strspn(text, "0123456789");
+        if (*text != ',') {
+            return;
+        }
+        ++text;
+    }
+}
+
+void cache(const char *path, int value) {
     if (value != -1) {
         tarrow::write_number(path, value);
     }
@@ -53,7 +74,7 @@ bool tarrow::read_lock_state(int *enabled) {
     if (!read_reply(reply)) {
         return false;
     }
-    std::sscanf(reply.data(), "+CLCK: %9d", enabled);
+    read_numbers(reply.data(), "+CLCK:", {enabled});
     return true;
 }
 
@@ -66,13 +87,13 @@ void pin_puk_info_get_attempts(pin_puk_info *info) {
     }
     int pin2_attempts = -1;
     int puk2_attempts = -1;
-    std::sscanf(reply.data(), "*PINCNT:(%9d,%9d,%9d,%9d)", &info->pin_attempts, &pin2_attempts,
-                &info->puk_attempts, &puk2_attempts);
+    read_numbers(reply.data(), "*PINCNT:(",
+                 {&info->pin_attempts, &pin2_attempts, &info->puk_attempts, &puk2_attempts});
     unlink(tarrow::scratch_file);
     syslog(LOG_DEBUG, "Get the format data of PINCNT:%d,%d,%d,%d\n", info->pin_attempts,
            pin2_attempts, info->puk_attempts, puk2_attempts);
-    keep(tarrow::pin_attempts_file, info->pin_attempts);
-    keep(tarrow::puk_attempts_file, info->puk_attempts);
+    cache(tarrow::pin_attempts_file, info->pin_attempts);
+    cache(tarrow::puk_attempts_file, info->puk_attempts);
 }
 
 void pin_puk_info_get_enabled(pin_puk_info *info) {
@@ -82,7 +103,7 @@ void pin_puk_info_get_enabled(pin_puk_info *info) {
         return;
     }
     unlink(tarrow::scratch_file);
-    keep(tarrow::pin_enabled_file, info->pin_enabled);
+    cache(tarrow::pin_enabled_file, info->pin_enabled);
 }
 
 void pin_puk_info_get(pin_puk_info *info) {
@@ -127,7 +148,7 @@ int pin_puk_xml_get(mxml_node_t *root) {
         }
         add_integer(element, info.pin_attempts);
     }
-    // The PUK attempts are loaded with those of the PIN, not for themselves.
+    // puk_attempts alone loads nothing: pin_attempts loads both.
     add_integer(find_below(root, "puk_attempts"), info.puk_attempts);
     if (mxml_node_t *element = find_below(root, "pin_enabled"); element != nullptr) {
         if (!scan_number(tarrow::pin_enabled_file, info.pin_enabled) && is_sim_present) {
@@ -137,7 +158,7 @@ int pin_puk_xml_get(mxml_node_t *root) {
     }
     if (mxml_node_t *element = find_below(root, "cmd_status"); element != nullptr) {
         if (scan_number(tarrow::cmd_status_file, info.cmd_status)) {
-            unlink(tarrow::cmd_status_file); // told once
+            unlink(tarrow::cmd_status_file); // only the first read reports a failure
         }
         add_integer(element, info.cmd_status);
     }

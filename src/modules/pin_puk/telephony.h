@@ -1,4 +1,4 @@
-// Where the SIM's state is kept, for the two halves of the pin_puk module.
+// The files of the SIM's state that both source files of this module use.
 #pragma once
 
 namespace tarrow {
@@ -10,8 +10,8 @@ inline constexpr char cmd_status_file[] = "/tmp/telephony/pin_puk_cmd_status";
 inline constexpr char mep_category_file[] = "/tmp/telephony/mep_category";
 inline constexpr char scratch_file[] = "/tmp/telephony/.tmpinfo"; // a filtered reply of the modem
 
-/// Reads the PIN lock state from a reply "+CLCK: %d" in the scratch file into *enabled, which stays
-/// as it was when the reply is another. Gives false when the file cannot be opened.
+/// Reads the PIN lock state from a reply "+CLCK: %d" in the scratch file into *enabled. Another
+/// reply does not change it. Returns false when the file cannot be opened.
 bool read_lock_state(int *enabled);
 
 } // namespace tarrow

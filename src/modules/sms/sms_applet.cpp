@@ -1,4 +1,4 @@
-// The SMS page: messages of the device and of the SIM, capacity, and the results of sending, saving
+// The SMS page: messages of the device and the SIM, capacity, and the results of sending, saving
 // and deleting.
 
 #include "sms_applet.h"
@@ -19,8 +19,8 @@ namespace {
 
 constexpr char folder[] = "/tmp/telephony/sms";
 
-/// The module's element after the log is opened, or null for a record without one.
-mxml_node_t *begin(const dc_args_t *dc) {
+/// Returns null, and logs the reason, for a record without an XML subtree.
+mxml_node_t *open_log_and_get_root(const dc_args_t *dc) {
     openlog("tarrow:sms", LOG_ODELAY, LOG_USER);
     if (dc == nullptr) {
         syslog(LOG_ERR, "Argument dc is NULL");
@@ -32,7 +32,7 @@ mxml_node_t *begin(const dc_args_t *dc) {
     return tarrow::subtree_of(dc);
 }
 
-/// The first element of that name after a section's start tag; in a well-formed request, within it.
+/// The first element of that name after a section's start tag. Normally it is inside the section.
 mxml_node_t *find_in(mxml_node_t *section, mxml_node_t *root, const char *name) {
     return mxmlFindElement(section, root, name, nullptr, nullptr, MXML_DESCEND);
 }
@@ -50,8 +50,8 @@ tarrow::file open_answer(const char *file_name) {
     return answer;
 }
 
-/// Adds an element with a text, or without one for null. Gives null, logged, when it cannot be
-/// made.
+/// Adds an element with a text; a null text adds none. Returns null, and logs it, when the element
+/// cannot be created.
 mxml_node_t *add_node(mxml_node_t *parent, const char *name, const char *text) {
     mxml_node_t *node = tarrow::add_element(parent, name);
     if (node == nullptr) {
@@ -61,7 +61,7 @@ mxml_node_t *add_node(mxml_node_t *parent, const char *name, const char *text) {
     return node;
 }
 
-/// Appends one message of a list. Gives false when a node cannot be made.
+/// Appends one message of a list. Returns false when a node cannot be created.
 bool add_message(mxml_node_t *element, int number, const char *index, char **cursor) {
     mxml_node_t *item = add_node(element, "item", nullptr);
     if (item == nullptr) {
@@ -132,8 +132,7 @@ void delete_messages(mxml_node_t *root) {
     }
 }
 
-/// A text of a posted message, logged as the settings key that it stands for; null when it has
-/// none.
+/// A text of a posted message, or null. Logs the text under the settings key that it stands for.
 const char *posted_text(mxml_node_t *item, int count, const char *name) {
     const char *text = tarrow::opaque_text(tarrow::find_child(item, name));
     if (text != nullptr) {
@@ -150,7 +149,7 @@ void store_messages(mxml_node_t *root) {
         const char *index = posted_text(item, count, "index");
         const char *stat = posted_text(item, count, "stat");
         const char *pdu = posted_text(item, count, "pdu");
-        // In the place of an index, an option could name another file to write.
+        // cfgdb_cmd would take an index with "-" for an option, which could name another file.
         if (index != nullptr && *index != '-' && stat != nullptr && pdu != nullptr) {
             run_command("cfgdb_cmd --backend /userfs/cfgdb/sms02.txt set sms %s %s#%s", index, stat,
                         pdu);
@@ -162,7 +161,7 @@ void store_messages(mxml_node_t *root) {
 } // namespace
 
 int sms_pre_get(int /*flags*/, dc_args_t *dc) {
-    mxml_node_t *root = begin(dc);
+    mxml_node_t *root = open_log_and_get_root(dc);
     if (root == nullptr) {
         return -1;
     }
@@ -175,7 +174,7 @@ int sms_pre_get(int /*flags*/, dc_args_t *dc) {
 }
 
 int sms_post_get(int /*flags*/, dc_args_t *dc) {
-    mxml_node_t *root = begin(dc);
+    mxml_node_t *root = open_log_and_get_root(dc);
     if (root == nullptr) {
         return -1;
     }
@@ -186,7 +185,7 @@ int sms_post_get(int /*flags*/, dc_args_t *dc) {
 }
 
 int sms_pre_set(int /*flags*/, dc_args_t *dc) {
-    mxml_node_t *root = begin(dc);
+    mxml_node_t *root = open_log_and_get_root(dc);
     if (root == nullptr) {
         return -1;
     }

@@ -1,5 +1,5 @@
-// One interface's counters: packets, drops, errors and collisions as the kernel counts them, bytes
-// as the statistics server does.
+// The counters of one interface. The kernel counts packets, drops, errors and collisions, the
+// statistics server bytes.
 
 #include "statistics_applet.h"
 
@@ -17,7 +17,7 @@ constexpr int access_points = 8;
 
 using path_text = std::array<char, 100>;
 
-/// A counter file of an interface. A name that does not fit gives a path that is no file's.
+/// A counter file of an interface; an empty path, which no file has, when the name does not fit.
 path_text counter_path(const char *interface, const char *counter) {
     path_text path;
     const int length =
@@ -28,7 +28,7 @@ path_text counter_path(const char *interface, const char *counter) {
     return path;
 }
 
-/// The low 32 bits of a counter, of whose line 19 characters count; nothing without a number.
+/// The low 32 bits of a counter's first 19 characters, or nothing when they are no number.
 std::optional<uint32_t> read_counter(const char *interface, const char *counter) {
     std::array<char, 20> line;
     if (!tarrow::read_first_line(counter_path(interface, counter).data(), line.data(),
@@ -40,7 +40,7 @@ std::optional<uint32_t> read_counter(const char *interface, const char *counter)
     return end != line.data() ? std::optional(value) : std::nullopt;
 }
 
-/// Reads a counter into a field, which keeps its value without one.
+/// Reads a counter into a field, which does not change when there is no number.
 template <typename Field>
 void read_counter(const char *interface, const char *counter, Field &field) {
     if (const auto value = read_counter(interface, counter)) {
@@ -55,7 +55,7 @@ void add_counter(const char *interface, const char *counter, Field &field) {
                                read_counter(interface, counter).value_or(0));
 }
 
-/// The totals of the current connection; 0 without an answer.
+/// Reads the totals of the current connection: 0 when the server does not answer.
 void read_totals(const char *interface, statistics_t &record) {
     const tarrow::heap<accu_get_input_t> input(
         static_cast<accu_get_input_t *>(alloc_data(sizeof(accu_get_input_t))));
@@ -73,7 +73,7 @@ void read_totals(const char *interface, statistics_t &record) {
     record.tx_gbytes = output->tx_gbytes;
 }
 
-/// Adds the transmit counters of a virtual access point, unless it is down or not there.
+/// Adds the transmit counters of a virtual access point, unless it is down or absent.
 void add_access_point(const char *interface, statistics_t &record) {
     std::array<char, 20> state = {};
     if (!tarrow::read_word(counter_path(interface, "operstate").data(), state.data(),

@@ -47,25 +47,25 @@ constexpr std::array<uint32_t, OP_END> FUNC_INPUT_SIZE = {
 constexpr std::array<uint32_t, OP_END> FUNC_OUTPUT_SIZE = {
     sizeof(reset_output_t), sizeof(accu_get_output_t), sizeof(speed_get_output_t)};
 
-int lock_fd = -1; // the held lock file
+int lock_fd = -1; // the lock file, while this process holds it
 
-/// Keeps the SIGPIPE of a write from the process, and leaves signal handling as it was.
-class no_sigpipe {
+/// Blocks the SIGPIPE of a write, and restores the signal mask afterwards.
+class sigpipe_blocker {
 public:
-    no_sigpipe() {
+    sigpipe_blocker() {
         sigemptyset(&pipe_signal_);
         sigaddset(&pipe_signal_, SIGPIPE);
-        sigprocmask(SIG_BLOCK, &pipe_signal_, &before_);
+        sigprocmask(SIG_BLOCK, &pipe_signal_, &old_mask_);
         sigset_t pending;
-        was_pending_ = sigismember(&before_, SIGPIPE) == 1 && // else it would not have waited
+        was_pending_ = sigismember(&old_mask_, SIGPIPE) == 1 && // else it cannot be pending
                        sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
     }
-    no_sigpipe(const no_sigpipe &) = delete;
-    no_sigpipe &operator=(const no_sigpipe &) = delete;
-    ~no_sigpipe() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+    sigpipe_blocker(const sigpipe_blocker &) = delete;
+    sigpipe_blocker &operator=(const sigpipe_blocker &) = delete;
+    ~sigpipe_blocker() { sigprocmask(SIG_SETMASK, &old_mask_, nullptr); }
 
-    /// Takes the signal of a write that failed for want of a reader; one that waited before stays.
-    void take() const {
+    /// Discards the SIGPIPE of a failed write, unless one was already pending before the write.
+    void discard_pending() const {
         const timespec at_once = {};
         while (!was_pending_ && sigtimedwait(&pipe_signal_, nullptr, &at_once) < 0 &&
                errno == EINTR) {
@@ -74,13 +74,13 @@ public:
 
 private:
     sigset_t pipe_signal_;
-    sigset_t before_;
+    sigset_t old_mask_;
     bool was_pending_;
 };
 
-/// Repeats a system call that a signal interrupts.
+/// Repeats a system call after each signal that interrupts it.
 template <typename Call>
-auto restarted(Call call) {
+auto retry_on_eintr(Call call) {
     auto result = call();
     while (result < 0 && errno == EINTR) {
         result = call();
@@ -89,16 +89,26 @@ auto restarted(Call call) {
 }
 
 int write_once(int fd, const void *data, uint32_t size) {
-    const no_sigpipe guard;
-    const auto count = restarted([&] { return write(fd, data, size); });
+    const sigpipe_blocker blocker;
+    const auto count = retry_on_eintr([&] { return write(fd, data, size); });
     if (count < 0 && errno == EPIPE) {
-        guard.take();
+        blocker.discard_pending();
     }
     return static_cast<int>(count);
 }
 
 int read_once(int fd, void *data, uint32_t size) {
-    return static_cast<int>(restarted([&] { return read(fd, data, size); }));
+    return static_cast<int>(retry_on_eintr([&] { return read(fd, data, size); }));
+}
+
+/// Returns 1 when a transfer moved all bytes of a record. Else reports both sizes and returns -1.
+int check_size(int count, uint32_t size, const char *count_name, const char *size_name) {
+    if (count == static_cast<int>(size)) {
+        return 1;
+    }
+    std::fprintf(stderr, "%s(%d) != %s(%d)\n", count_name, count, size_name,
+                 static_cast<int>(size));
+    return -1;
 }
 
 using pipe_path = std::array<char, 40>;
@@ -109,7 +119,7 @@ pipe_path client_pipe(int32_t pid) {
     return path;
 }
 
-/// Sends a request, and takes its answer.
+/// Sends a request and reads its answer.
 void exchange(int server, const io_meta_data_t &meta, const void *input, void *output) {
     if (write_io_meta_data(server, &meta) != 1) {
         std::fputs("write meta data to server error\n", stderr);
@@ -136,7 +146,7 @@ int call_server_func(opcode_t op, const void *input, void *output) {
         return -1;
     }
     const tarrow::unique_fd server(
-        restarted([] { return open(server_pipe, O_WRONLY | O_NONBLOCK | O_CLOEXEC); }));
+        retry_on_eintr([] { return open(server_pipe, O_WRONLY | O_NONBLOCK | O_CLOEXEC); }));
     if (!server) {
         std::fputs("Open server fifo failure\n", stderr);
         return -1;
@@ -181,8 +191,8 @@ void free_data(void *data) {
 
 int enter_lock() {
     for (int i = 0; i < lock_tries; ++i) {
-        lock_fd =
-            restarted([] { return open(lock_file, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666); });
+        lock_fd = retry_on_eintr(
+            [] { return open(lock_file, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666); });
         if (lock_fd >= 0) {
             return 1;
         }
@@ -200,59 +210,29 @@ void exit_lock() {
 }
 
 int write_io_meta_data(int fd, const io_meta_data_t *meta) {
-    if (fd < 0 || meta == nullptr) {
-        return -1;
-    }
-    const int size = static_cast<int>(sizeof(*meta));
-    const int count = write_once(fd, meta, sizeof(*meta));
-    if (count != size) {
-        std::fprintf(stderr,
-                     "write_io_meta_data error. write size(%d) != sizeof io_meta_data_t(%d)\n",
-                     count, size);
-        return -1;
-    }
-    return 1;
+    return fd < 0 || meta == nullptr
+               ? -1
+               : check_size(write_once(fd, meta, sizeof(*meta)), sizeof(*meta),
+                            "write_io_meta_data error. write size", "sizeof io_meta_data_t");
 }
 
 int write_io_data(int fd, uint32_t size, const void *data) {
-    if (fd < 0 || data == nullptr) {
-        return -1;
-    }
-    const int count = write_once(fd, data, size);
-    if (count != static_cast<int>(size)) {
-        std::fprintf(stderr, "write_io_data error. write size(%d) != dsize(%d)\n", count,
-                     static_cast<int>(size));
-        return -1;
-    }
-    return 1;
+    return fd < 0 || data == nullptr ? -1
+                                     : check_size(write_once(fd, data, size), size,
+                                                  "write_io_data error. write size", "dsize");
 }
 
 int read_io_meta_data(int fd, io_meta_data_t *meta) {
-    if (fd < 0 || meta == nullptr) {
-        return -1;
-    }
-    const int size = static_cast<int>(sizeof(*meta));
-    const int count = read_once(fd, meta, sizeof(*meta));
-    if (count != size) {
-        std::fprintf(stderr,
-                     "read_io_meta_data error. read size(%d) != sizeof io_meta_data_t(%d)\n", count,
-                     size);
-        return -1;
-    }
-    return 1;
+    return fd < 0 || meta == nullptr
+               ? -1
+               : check_size(read_once(fd, meta, sizeof(*meta)), sizeof(*meta),
+                            "read_io_meta_data error. read size", "sizeof io_meta_data_t");
 }
 
 int read_io_data(int fd, uint32_t size, void *data) {
-    if (fd < 0 || data == nullptr) {
-        return -1;
-    }
-    const int count = read_once(fd, data, size);
-    if (count != static_cast<int>(size)) {
-        std::fprintf(stderr, "read_io_data error. read size(%d) != dsize(%d)\n", count,
-                     static_cast<int>(size));
-        return -1;
-    }
-    return 1;
+    return fd < 0 || data == nullptr ? -1
+                                     : check_size(read_once(fd, data, size), size,
+                                                  "read_io_data error. read size", "dsize");
 }
 
 int get_client_fifo(io_t direction, int32_t pid) {
@@ -261,7 +241,7 @@ int get_client_fifo(io_t direction, int32_t pid) {
         return -1;
     }
     const int mode = direction == IO_INPUT ? O_RDONLY : O_WRONLY;
-    return restarted([&] { return open(path.data(), mode | O_CLOEXEC); });
+    return retry_on_eintr([&] { return open(path.data(), mode | O_CLOEXEC); });
 }
 
 void remove_client_fifo() {

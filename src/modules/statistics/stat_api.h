@@ -1,9 +1,17 @@
-// The statistics server's protocol, from the client's side: requests through the server's pipe,
-// answers through a pipe of the asking process, one request at a time on the whole device.
+// The client side of the statistics server's protocol. A client writes its request to the server's
+// pipe "/tmp/stat_server_fifo" and reads the answer from a pipe of its own,
+// "/tmp/stat_client_PID_fifo".
 //
-// Errors of an exchange are written to standard error.
+// Lock: "/tmp/.sflck" lets one process at a time make a request. A process that dies during a
+// request leaves it behind: then every request fails, 5 seconds each, until somebody removes it.
 //
-// (archive): visible in the static library only; the shared library does not export it.
+// Blocking: a request waits up to 5 seconds for the lock. Then it waits, without a limit and with
+// the lock held, for a server that has the request and does not answer it. Without a server it
+// fails at once.
+//
+// Threads: one thread of a process at a time. Errors go to standard error.
+//
+// (archive): only in the static library; the shared library does not export it.
 #ifndef TARROW_STAT_API_H
 #define TARROW_STAT_API_H
 
@@ -16,23 +24,23 @@ extern "C" {
 // Operations of the server.
 typedef enum { OP_RESET = 0, OP_ACCU_GET = 1, OP_SPEED_GET = 2, OP_END = 3 } opcode_t;
 
-// Directions: of a payload, the request's or the answer's; of a pipe, to read from or to write to.
+// Directions. Of a payload: request or answer. Of a pipe: open for reading or for writing.
 typedef enum { IO_INPUT = 0, IO_OUTPUT = 1 } io_t;
 
-// Which totals are asked for.
+// The period of the totals.
 typedef enum {
-    ST_CURRENT = 0, // of the current connection; the dates are 0
+    ST_CURRENT = 0, // the current connection; the dates are 0
     ST_ACCU = 1     // from start_date to end_date
 } accu_type_t;
 
-// All records go over the pipes as they are: 32-bit fields, little-endian.
+// Client and server write all records to the pipes as they are: 32-bit fields, little-endian.
 typedef struct io_meta_data {
     int32_t op;     // opcode_t
     int32_t cpid;   // process id of the client, which names its answer pipe
     uint32_t dsize; // bytes of the payload that follows
 } io_meta_data_t;
 
-// A calendar time as the device's C library lays it out, whatever this one does.
+// A calendar time in the layout of the device's C library, which differs from that of others.
 typedef struct stat_time {
     int32_t tm_sec;
     int32_t tm_min;
@@ -62,10 +70,12 @@ typedef struct accu_get_input {
     stat_time_t end_date;
 } accu_get_input_t;
 
+// Totals in the server's units, which this library passes through. For the development server a
+// gigabyte has 2^30 bytes, and connect_time is in seconds since the data connection began.
 typedef struct accu_get_output {
-    uint32_t rx_bytes; // beyond the whole gigabytes
+    uint32_t rx_bytes; // in addition to rx_gbytes
     uint32_t rx_gbytes;
-    uint32_t tx_bytes;
+    uint32_t tx_bytes; // in addition to tx_gbytes
     uint32_t tx_gbytes;
     int32_t connect_time;
 } accu_get_output_t;
@@ -74,6 +84,8 @@ typedef struct speed_get_input {
     char interface[16];
 } speed_get_input_t;
 
+// Speeds in the server's unit, which this library passes through. The development server gives
+// bytes per second, as the mean of the last 3 seconds.
 typedef struct speed_get_output {
     uint32_t rx_speed;
     uint32_t tx_speed;
@@ -81,45 +93,46 @@ typedef struct speed_get_output {
 
 // All operations: (archive).
 
-// One request. input and output hold as many bytes as get_data_size says. 1 once the request was
-// sent, whatever came of it: output keeps what it held where no answer arrived. -1, and nothing is
-// sent, when the server's pipe cannot be opened, the lock "/tmp/.sflck" cannot be taken within
-// about 5 seconds, there is no such operation, a buffer is null or memory runs out.
+// Makes one request. input and output have the sizes of get_data_size. Returns 1 after the request,
+// even when writing or reading failed: where no answer arrived, output does not change. Returns -1,
+// without a request, when the server's pipe cannot be opened, when the lock cannot be taken within
+// 5 seconds, for another operation or a null buffer, and when memory runs out.
 int call_server_func(opcode_t op, const void *input, void *output);
 
-// Bytes of an operation's payload; 0 for another direction or operation.
+// Returns the size of an operation's payload in bytes; 0 for another direction or operation.
 uint32_t get_data_size(io_t direction, opcode_t op);
 
-// New zero-filled blocks, or null; their counterparts free them.
+// Allocate a zero-filled block, or return null, and free it.
 io_meta_data_t *alloc_meta(void);
 void free_meta(io_meta_data_t *meta);
 void *alloc_data(uint32_t size);
 void free_data(void *data);
 
-// 1 when the lock is held, -1 when it could not be taken in 10 tries half a second apart.
+// Takes the lock. Returns 1, or -1 after 10 tries with half a second after each.
 int enter_lock(void);
 void exit_lock(void);
 
-// One transfer of a whole record: 1, or -1 for a negative descriptor, a null record, or a short or
-// failed transfer (this one written to standard error). Writing to a pipe whose reader is gone
+// Write or read a whole record. They return 1; -1 for a negative descriptor, a null record, and a
+// short or failed transfer, which they report on standard error. Writing to a pipe without a reader
 // raises no signal.
 int write_io_meta_data(int fd, const io_meta_data_t *meta);
 int write_io_data(int fd, uint32_t size, const void *data);
 int read_io_meta_data(int fd, io_meta_data_t *meta);
 int read_io_data(int fd, uint32_t size, void *data);
 
-// Makes the answer pipe of a process unless it exists, and opens it for reading (IO_INPUT) or
-// writing (IO_OUTPUT), waiting for the other side. A descriptor that the caller closes, or -1.
+// Creates the answer pipe of a process if it does not exist, and opens it for reading (IO_INPUT) or
+// writing (IO_OUTPUT). Waits, without a limit, until the other side opens it. Returns a descriptor,
+// which the caller closes, or -1.
 int get_client_fifo(io_t direction, int32_t pid);
 // Removes the name of the calling process's answer pipe.
 void remove_client_fifo(void);
 
-// The operations with their records; the result of call_server_func.
+// The operations of the server. They return the result of call_server_func.
 int stat_reset(const reset_input_t *input, reset_output_t *output);
 int stat_accu_get(const accu_get_input_t *input, accu_get_output_t *output);
 int stat_speed_get(const speed_get_input_t *input, speed_get_output_t *output);
 
-// Asks the server for one of each and prints the answers. Always 0.
+// Makes one request of each operation and prints the answers. Returns 0.
 int stat_client_main(void);
 
 #ifdef __cplusplus

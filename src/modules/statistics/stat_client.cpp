@@ -1,4 +1,4 @@
-// The statistics server's operations, and a self-test that drives them.
+// The operations of the statistics server, and a self-test of them.
 
 #include <cstdio>
 #include <cstring>

@@ -1,4 +1,4 @@
-// The statistics page: counters of each interface, and the traffic of the billing period.
+// The statistics page: the counters of each interface, and the traffic of the billing period.
 
 #include "statistics_applet.h"
 
@@ -44,7 +44,7 @@ int value_of(const statistics_t &record, const counter_element &element) {
     return value;
 }
 
-/// Moves an element of a group to its end and fills it, when it is there.
+/// Moves an element of a group to its end and fills it, if the page has it.
 void fill(mxml_node_t *group, const char *name, int value) {
     if (mxml_node_t *element = tarrow::find_child(group, name); element != nullptr) {
         tarrow::move_last(group, element);
@@ -146,7 +146,7 @@ void get_start_end_date(stat_time_t *start, stat_time_t *end) {
     const int start_day = tarrow::read_setting_number("statistics", "StatisticsStartDay", 1);
     const std::time_t now = std::time(nullptr);
     std::tm today = {};
-    tzset(); // the zone may be another one than when the process last asked
+    tzset(); // the zone can change while the daemon runs
     localtime_r(&now, &today);
     start->tm_mday = start_day;
     end->tm_mday = today.tm_mday;

@@ -1,4 +1,4 @@
-// The upgrade page: the progress of a firmware image that another process is writing.
+// The upgrade page: how much of a firmware image another process has written.
 
 #include "upgrade_status_applet.h"
 
@@ -11,7 +11,8 @@
 
 namespace {
 
-/// The count on a file's first line, of which 9 characters count; nothing without one.
+/// The number in the first 9 characters of a file's first line; nothing for a missing or empty
+/// file.
 std::optional<int> read_count(const char *path) {
     std::array<char, 10> line;
     if (tarrow::read_first_line(path, line.data(), line.size()).value_or(0) == 0) {
@@ -20,14 +21,14 @@ std::optional<int> read_count(const char *path) {
     return tarrow::parse_number(line.data()).value_or(0);
 }
 
-/// Percents and one more, cut to a whole number.
+/// The percentage written, plus 1, cut to a whole number.
 int progress(int written, int total) {
     if (total == 0) {
         return 1;
     }
     const auto percents = static_cast<float>(written * 100.0 / total);
     const float figure = percents + 1.0F;
-    // At most nine characters, whatever the counters hold.
+    // The page has room for nine characters.
     return static_cast<int>(std::clamp<double>(figure, -99999999, 999999999));
 }
 

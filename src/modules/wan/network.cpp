@@ -1,5 +1,4 @@
-// Network queries: what the kernel and the device's tools say about interfaces, routes and
-// neighbours.
+// Network queries: interfaces, routes and neighbours, from the kernel and the device's tools.
 
 #include "wan_applet.h"
 
@@ -26,7 +25,7 @@ namespace {
 
 constexpr char route_table[] = "/proc/net/route";
 constexpr char arp_table[] = "/proc/net/arp";
-constexpr std::size_t interface_word_size = 10; // "/tmp/eth_ifc", "/tmp/wan_ifc": 9 characters
+constexpr std::size_t interface_name_size = 10; // "/tmp/eth_ifc", "/tmp/wan_ifc": 9 characters
 constexpr std::size_t mac_text_size = 18;
 constexpr std::size_t ipv6_text_size = 128;
 constexpr std::size_t interface_records = 10;
@@ -43,7 +42,7 @@ int valid(const char *p_ip) {
     return value <= 255 ? 0 : -1;
 }
 
-/// Tests the components of a dotted address from the last to the first; takes the text apart.
+/// Tests the components of a dotted address from the last to the first, and cuts the text at each.
 bool is_dotted_quad(char *text) {
     for (int component = 0; component < 3; ++component) {
         char *dot = std::strrchr(text, '.');
@@ -55,7 +54,7 @@ bool is_dotted_quad(char *text) {
     return valid(text) == 0;
 }
 
-/// Writes an address of the kernel's tables, whose low byte is the first component.
+/// Writes an address in the kernel's order: the low byte is the first component.
 void write_dotted(char *out, std::uint32_t address) {
     std::snprintf(out, INET_ADDRSTRLEN, "%u.%u.%u.%u", address & 0xFFU, address >> 8 & 0xFFU,
                   address >> 16 & 0xFFU, address >> 24);
@@ -77,13 +76,13 @@ std::uint32_t hexadecimal(const hexadecimal_text &digits) {
     return static_cast<std::uint32_t>(std::strtoull(digits.data(), nullptr, 16));
 }
 
-/// Reads a line of the route table: interface, destination, gateway, flags, reference count, use,
-/// metric, mask, MTU, window, initial round-trip time. Gives false for one of any other form.
+/// Parses a line of the route table: interface, destination, gateway, flags, reference count, use,
+/// metric, mask, MTU, window, initial round-trip time. Returns false for a line of another form.
 bool parse_route(const char *line, route &found) {
     hexadecimal_text destination;
     hexadecimal_text gateway;
     hexadecimal_text mask;
-    int end = 0; // reached when the columns that are passed over are there too
+    int end = 0; // stays 0 unless the line has all columns, also those that are not stored
     std::sscanf(line,
                 "%*15s%*[ \t]%8[0-9A-Fa-f]%*[ \t]%8[0-9A-Fa-f]%*[ \t]%*8[0-9A-Fa-f]%*[ \t]"
                 "%*d%*d%*d%*[ \t]%8[0-9A-Fa-f]%*[ \t]%*d%*d%*d%n",
@@ -95,7 +94,7 @@ bool parse_route(const char *line, route &found) {
     return true;
 }
 
-/// Reads a whole line, of which only what fits the buffer is kept.
+/// Reads a whole line, and stores as much of it as fits the buffer.
 bool read_whole_line(FILE *stream, char *line, std::size_t size) {
     int c = std::getc(stream);
     if (c == EOF) {
@@ -111,20 +110,20 @@ bool read_whole_line(FILE *stream, char *line, std::size_t size) {
     return true;
 }
 
-tarrow::heap_string new_interface_word() {
-    return tarrow::heap_string(static_cast<char *>(std::calloc(1, interface_word_size)));
+tarrow::heap_string new_interface_name() {
+    return tarrow::heap_string(static_cast<char *>(std::calloc(1, interface_name_size)));
 }
 
-/// The name that a script left in a file, read into a buffer that is given away, or null without
-/// one.
-char *interface_word(tarrow::heap_string buffer, const char *path) {
+/// Reads the name that a script wrote to a file into a buffer, and returns the buffer, which the
+/// caller frees; null when there is no name.
+char *read_interface_name(tarrow::heap_string buffer, const char *path) {
     const bool is_named =
-        buffer && tarrow::read_word(path, buffer.get(), interface_word_size) && *buffer != '\0';
+        buffer && tarrow::read_word(path, buffer.get(), interface_name_size) && *buffer != '\0';
     return is_named ? buffer.release() : nullptr;
 }
 
-/// Copies a name that can be an interface's into a request; gives false for a longer one.
-bool name_interface(ifreq &request, const char *name) {
+/// Copies an interface's name into a request. Returns false when the name does not fit.
+bool set_interface_name(ifreq &request, const char *name) {
     const std::size_t length = std::strlen(name);
     if (length >= sizeof(request.ifr_name)) {
         return false;
@@ -139,10 +138,10 @@ void write_inet_address(char *out, const sockaddr &address) {
     write_dotted(out, inet.sin_addr.s_addr);
 }
 
-/// ioctl with a request that is not a constant: some C libraries take it as an int, as POSIX has
-/// it, others as an unsigned long, of which the kernel looks at 32 bits.
+/// ioctl with a request that is not a constant. The request is an int in some C libraries, as in
+/// POSIX, and an unsigned long in others. The kernel uses 32 bits of it.
 template <typename Request>
-int control(int (*call)(int, Request, ...), int fd, int cmd, ifreq &interface) {
+int call_ioctl(int (*call)(int, Request, ...), int fd, int cmd, ifreq &interface) {
     return call(fd, static_cast<Request>(static_cast<unsigned int>(cmd)), &interface);
 }
 
@@ -172,7 +171,7 @@ int ether_atoe(const char *a, unsigned char *e) {
     std::fill_n(e, address_bytes, static_cast<unsigned char>(0));
     for (int i = 0; i < address_bytes; ++i) {
         char *end = nullptr;
-        // 64 bits everywhere: the low byte must not depend on the width of long.
+        // Not strtoul: the low byte must not depend on the width of long.
         e[i] = static_cast<unsigned char>(std::strtoull(a, &end, 16));
         if (*end == '\0') {
             return i == address_bytes - 1 ? 1 : 0;
@@ -191,7 +190,7 @@ char *ether_etoa(const unsigned char *e, char *a) {
 }
 
 int get_ipv6_address(const char *p_ifc_name, char *p_ipv6_address) {
-    // Without a name, or with an option in its place, other interfaces would be listed.
+    // Without a name, or with an option instead, ifconfig would list other interfaces.
     if (p_ifc_name == nullptr || p_ipv6_address == nullptr || *p_ifc_name == '\0' ||
         *p_ifc_name == '-') {
         return 0;
@@ -268,16 +267,16 @@ int get_link_status(const char *ifname) {
 
 char *get_eth_interface() {
     tarrow::run("/usr/app/get_eth_interface.sh");
-    return interface_word(new_interface_word(), "/tmp/eth_ifc");
+    return read_interface_name(new_interface_name(), "/tmp/eth_ifc");
 }
 
 char *get_wan_interface() {
-    tarrow::heap_string buffer = new_interface_word();
+    tarrow::heap_string buffer = new_interface_name();
     if (!buffer) {
         return nullptr;
     }
     tarrow::run("/usr/app/get_wan_interface.sh");
-    return interface_word(std::move(buffer), "/tmp/wan_ifc");
+    return read_interface_name(std::move(buffer), "/tmp/wan_ifc");
 }
 
 int if_wan_ifc_lives(const char *p_ifc_name) {
@@ -306,7 +305,7 @@ int if_wan_ifc_lives(const char *p_ifc_name) {
         return 1;
     }
     const ifreq *end = records.get() + static_cast<std::size_t>(list.ifc_len) / sizeof(ifreq);
-    for (const ifreq *record = records.get(); record != end; ++record) { // has an IPv4 address
+    for (const ifreq *record = records.get(); record != end; ++record) { // each has an IPv4 address
         if (strcasecmp(record->ifr_name, p_ifc_name) == 0) {
             return 1;
         }
@@ -330,7 +329,7 @@ int get_by_ioctl(int sock_fd, int cmd, const char *p_ifc_name, char *p_parameter
         sock_fd = own.get();
     }
     ifreq request = {};
-    if (!name_interface(request, p_ifc_name) || control(ioctl, sock_fd, cmd, request) < 0) {
+    if (!set_interface_name(request, p_ifc_name) || call_ioctl(ioctl, sock_fd, cmd, request) < 0) {
         syslog(wan_log, "get_by_ioctl: ioctl is failed\n");
         return -1;
     }
@@ -370,7 +369,7 @@ char *get_mac_from_ip(const char *ip) {
         std::array<char, 101> mac;
         std::array<char, 101> mask;
         std::array<char, 101> device;
-        // The hardware type and the flags must be there; their values do not matter.
+        // The line must have the hardware type and the flags; their values do not matter.
         const int columns =
             std::sscanf(line.data(), "%100s 0x%*[0-9A-Fa-f] 0x%*[0-9A-Fa-f] %100s %100s %100s",
                         address.data(), mac.data(), mask.data(), device.data());

@@ -1,5 +1,5 @@
-// The wan document: how the device is connected to the internet, the cellular network, the SIM and
-// its PIN, and the hardware address of the host in "/tmp/local/ip".
+// The wan document: the device's internet connection, the cellular network, the SIM and its PIN,
+// and the hardware address of the host in "/tmp/local/ip".
 
 #include "wan_applet.h"
 
@@ -27,17 +27,16 @@ constexpr int sim_is_absent = 1;
 constexpr std::size_t operator_name_size = 64;
 constexpr std::size_t version_size = 128;
 
-/// A gathered record, released with its texts.
+/// Gathers the record, and releases its texts at the end.
 struct gathered_info {
-    wan_info_t facts = {};
+    wan_info_t info = {};
 
-    gathered_info() { wan_info_gather(&facts); }
+    gathered_info() { wan_info_gather(&info); }
     gathered_info(const gathered_info &) = delete;
     gathered_info &operator=(const gathered_info &) = delete;
     ~gathered_info() {
-        for (char *text :
-             {facts.wan_link_status, facts.wan_conn_type, facts.wan_conn_status, facts.ip_address,
-              facts.ip6_address, facts.gateway, facts.dns1, facts.dns2}) {
+        for (char *text : {info.wan_link_status, info.wan_conn_type, info.wan_conn_status,
+                           info.ip_address, info.ip6_address, info.gateway, info.dns1, info.dns2}) {
             std::free(text);
         }
     }
@@ -46,7 +45,7 @@ struct gathered_info {
 /// Elements of the module's subtree, in the order in which they are filled.
 struct info_element {
     const char *name;
-    char *wan_info_t::*fact;
+    char *wan_info_t::*text;
 };
 constexpr std::array<info_element, 8> info_elements = {{
     {"ConnType", &wan_info_t::wan_conn_type},
@@ -59,7 +58,7 @@ constexpr std::array<info_element, 8> info_elements = {{
     {"dns2", &wan_info_t::dns2},
 }};
 
-/// How long the data connection has been up; a unit that is 0 stays empty, the seconds never do.
+/// The time since the data connection began. A unit that is 0 stays empty, except the seconds.
 void fill_connection_time(mxml_node_t *cellular) {
     struct unit {
         const char *element;
@@ -81,7 +80,7 @@ void fill_connection_time(mxml_node_t *cellular) {
     }
     int time = 0;
     if (__builtin_sub_overflow(*now, *start, &time)) {
-        time = INT_MAX; // only a start far below 0 comes here
+        time = INT_MAX; // the start is far below 0
     }
     for (std::size_t i = 0; i < units.size(); ++i) {
         if (time >= units[i].seconds || units[i].seconds == 1) {
@@ -143,15 +142,15 @@ void fill_puk_attempts(mxml_node_t *element) {
     add_integer(element, read_number("/tmp/telephony/puk_attempts").value_or(-1));
 }
 
-/// The subscriber number is fetched for a later page: here it is only asked for.
+/// Starts to fetch the subscriber number, for a later read. It does not fill the element.
 void request_msisdn(mxml_node_t * /*element*/) {
     if (read_number(pin_status_file) == 0 && read_number("/tmp/pb_ready").value_or(0) == 0) {
         tarrow::run("/usr/app/agent_client 0 /usr/app/get_msisdn.sh");
     }
 }
 
-/// Elements below "cellular" after the connection time, in the order in which they are filled. The
-/// source of an element that the page did not ask for is not read.
+/// Elements below "cellular" after the connection time, in the order in which they are filled. A
+/// function runs only when the page has its element.
 struct cellular_element {
     const char *name;
     void (*fill)(mxml_node_t *element);
@@ -202,9 +201,9 @@ int wan_pc_mac_get(int /*flags*/, dc_args_t *dc) {
 }
 
 int wan_xml_get(mxml_node_t *root) {
-    const gathered_info info;
+    const gathered_info gathered;
     for (const info_element &element : info_elements) {
-        add_text(find_child(root, element.name), info.facts.*element.fact);
+        add_text(find_child(root, element.name), gathered.info.*element.text);
     }
     mxml_node_t *cellular = find_child(root, "cellular");
     if (cellular == nullptr) {

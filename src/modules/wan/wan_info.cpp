@@ -24,7 +24,7 @@ constexpr std::size_t server_size = 256;
 constexpr char unknown_address[] = "0.0.0.0";
 constexpr char wan_down_file[] = "/tmp/wan_disc"; // "1": the connection is down, "0": it is up
 
-/// A new heap text in a block of that size, cut to fit, or null.
+/// A text in a new heap block of that size, cut to fit, or null when memory runs out.
 char *new_text(std::size_t size, const char *text) {
     char *block = static_cast<char *>(std::calloc(1, size));
     if (block != nullptr) {
@@ -33,7 +33,7 @@ char *new_text(std::size_t size, const char *text) {
     return block;
 }
 
-/// Writes a text into a field of the record, unless memory for the field ran out.
+/// Writes a text into a field of the record; the field is null when memory ran out.
 void set_text(char *field, std::size_t size, const char *text) {
     if (field != nullptr) {
         std::snprintf(field, size, "%s", text);
@@ -53,8 +53,8 @@ const char *resolver_file() {
     return is_custom ? "/tmp/cust_resolv.conf" : "/etc/resolv.conf";
 }
 
-/// Reads a "nameserver " entry into a new text; it stays absent when it is no IPv4 address. Gives
-/// false when memory ran out.
+/// Reads a "nameserver " entry into a new text. The field does not change when the entry is no IPv4
+/// address. Returns false when memory runs out.
 bool read_server(const char *entry, char *&field) {
     heap_string server(static_cast<char *>(std::malloc(server_size)));
     if (!server) {
@@ -66,8 +66,8 @@ bool read_server(const char *entry, char *&field) {
     return true;
 }
 
-/// Fills dns1 from the first "nameserver " line and dns2 from the last of the further ones. Gives
-/// false when memory ran out.
+/// Fills dns1 from the first "nameserver " line and dns2 from the last of the others. Returns false
+/// when memory runs out.
 bool read_servers(FILE *resolver, wan_info_t &info) {
     std::array<char, 200> line;
     bool is_first = true;
@@ -86,8 +86,8 @@ bool read_servers(FILE *resolver, wan_info_t &info) {
     return true;
 }
 
-/// Reads the IPv6 and IPv4 address, which stay as they were where there is none, and the gateway.
-/// Gives false, logged, without a socket and when neither address could be read.
+/// Reads the IPv6 address, the IPv4 address and the gateway. An address that does not exist does
+/// not change. Returns false, and logs it, without a socket and when there is neither address.
 bool read_addresses(const char *p_ifc_name, wan_info_t &info) {
     const tarrow::unique_fd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!sock) {

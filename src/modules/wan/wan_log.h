@@ -1,4 +1,4 @@
-// The system log as the wan module writes to it.
+// The priority of the wan module's lines in the system log.
 #pragma once
 
 #include <syslog.h>

@@ -1,5 +1,5 @@
-// The Wi-Fi client's scan list: which of the networks the client is connected to, with the key
-// management and the address of that connection.
+// The Wi-Fi client's scan list: marks the network that the client is connected to, with the key
+// management and the address of the connection.
 
 #include "wlan_cli_scan_applet.h"
 
@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "support/callback.h"
-#include "support/dlist.h"
 #include "support/files.h"
+#include "support/table_entries.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ constexpr char status_file[] = "/tmp/wifi_status.txt";
 constexpr char trace_file[] = "/tmp/wifi_conn_test.log";
 constexpr std::array<const char *, 3> columns = {"connected", "key_mgmt", "ip_address"};
 
-/// The status line, taken apart at its colons.
+/// The fields of the status line, which colons separate.
 struct association {
     std::array<char, 50> ssid = {};
     std::array<char, 2> connected = {};
@@ -27,7 +27,7 @@ struct association {
 association parse_status(char *line) {
     association status;
     char *cursor = nullptr;
-    // Each field is cut to its capacity, and empty when the line has no more.
+    // Cuts a field that does not fit. A field that the line does not have stays empty.
     const auto take_field = [&](char *text, std::size_t size) {
         if (const char *field = strtok_r(std::exchange(line, nullptr), ":", &cursor)) {
             std::strncpy(text, field, size - 1);
@@ -40,7 +40,7 @@ association parse_status(char *line) {
     return status;
 }
 
-/// Fills the new columns, from index first on, of every record that bears the SSID.
+/// Fills the new columns, from index first on, of every record with the SSID.
 void mark_networks(dlist_node_t *table, int first, const association &status, FILE *trace) {
     for (int r = 0; r < TARROW_DLIST_RECORDS; ++r) {
         char **record = table->dn_dlist[r];

@@ -8,11 +8,11 @@
 extern "C" {
 #endif
 
-// Post-get handler for the scan list, whose field 0 is the SSID: adds the columns "connected",
-// "key_mgmt" and "ip_address" and fills them for each network that bears the SSID in
-// "/tmp/wifi_status.txt"; traces what it compares in "/tmp/wifi_conn_test.log". A table without
-// room for three more columns, or for which there is no such file, stays as it was; an empty file
-// adds the columns alone. 0, or -1 for a record without a table.
+// Post-get handler for the scan list, a table whose field 0 is the SSID. Adds the columns
+// "connected", "key_mgmt" and "ip_address", and fills them for the networks with the SSID that is
+// in "/tmp/wifi_status.txt". Writes the compared texts to "/tmp/wifi_conn_test.log". The table does
+// not change when the file is missing or three more columns do not fit; an empty file only adds the
+// columns. Returns 0; -1 for a record without a table.
 int wlan_cli_scan_post_get(int flags, dc_args_t *dc);
 
 #ifdef __cplusplus

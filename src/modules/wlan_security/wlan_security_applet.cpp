@@ -11,8 +11,9 @@
 
 namespace {
 
-/// Reads the first bytes of the first of two files that opens over a text, as many as there are.
-void read_over(const char *preferred, const char *other, char *text, std::size_t size) {
+/// Replaces the first characters of a text by the first bytes of a file: of the preferred one, or
+/// of the other when that cannot be opened.
+void read_either(const char *preferred, const char *other, char *text, std::size_t size) {
     if (!tarrow::read_bytes(preferred, text, size)) {
         tarrow::read_bytes(other, text, size);
     }
@@ -20,16 +21,16 @@ void read_over(const char *preferred, const char *other, char *text, std::size_t
 
 const char *get_ext_registrar_status() {
     char state = '0';
-    read_over("/tmp/wsc/wdev0ap0/wsc_ext_reg.txt", "/tmp/wsc/wsc_ext_reg.txt", &state, 1);
+    read_either("/tmp/wsc/wdev0ap0/wsc_ext_reg.txt", "/tmp/wsc/wsc_ext_reg.txt", &state, 1);
     return state == '2' ? "1" : "0";
 }
 
 using pin_text = std::array<char, sizeof("73920518")>;
 
 pin_text get_ap_pin() {
-    pin_text pin = {"73920518"}; // what is shown without one
-    read_over("/tmp/wsc/wdev0ap0/wsc_ap_pin.txt", "/tmp/wsc/wsc_ap_pin.txt", pin.data(),
-              pin.size() - 1);
+    pin_text pin = {"73920518"}; // the PIN when no file has one
+    read_either("/tmp/wsc/wdev0ap0/wsc_ap_pin.txt", "/tmp/wsc/wsc_ap_pin.txt", pin.data(),
+                pin.size() - 1);
     return pin;
 }
 

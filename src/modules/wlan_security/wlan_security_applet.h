@@ -8,10 +8,10 @@
 extern "C" {
 #endif
 
-// Post-get handler: below wlan0 moves ext_registrar and ap_pin to the end and fills them with "1"
-// or "0" (whether an external registrar is active) and with the access point's PIN of eight
-// characters, from the files below "/tmp/wsc": "0" and "73920518" without them. 0, or -1 for a
-// record without an XML subtree.
+// Post-get handler: fills two elements of "wlan0" and moves them to its end. ext_registrar is "1"
+// when an external registrar is active, else "0". ap_pin is the access point's PIN of eight
+// characters. Both are read from files below "/tmp/wsc"; without them they are "0" and "73920518".
+// Returns 0; -1 for a record without an XML subtree.
 int wlan_security_post_get(int flags, dc_args_t *dc);
 
 #ifdef __cplusplus

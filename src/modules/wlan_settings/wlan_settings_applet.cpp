@@ -1,5 +1,5 @@
-// The Wi-Fi settings page: the radio channel, and for an automatic one the channel that the access
-// point chose.
+// The Wi-Fi settings page: the stored radio channel, or for an automatic channel the one that the
+// access point chose.
 
 #include "wlan_settings_applet.h"
 
@@ -20,8 +20,9 @@ constexpr char notice_file[] = "/tmp/channel.txt";
 constexpr std::size_t channel_size = 20;
 constexpr int log_priority = LOG_SYSLOG | LOG_ERR;
 
-/// Takes the channel from the notice file, which is consumed. Gives false when it cannot be opened.
-bool take_notice(char *channel) {
+/// Reads the channel from the notice file and deletes the file. Returns false when it cannot be
+/// opened.
+bool consume_notice(char *channel) {
     tarrow::file notice = tarrow::open_for_reading(notice_file);
     if (!notice) {
         return false;
@@ -62,7 +63,7 @@ int find_channel(char *channel) {
     if (channel == nullptr) {
         return -1;
     }
-    if (cfgdb_match__(module_name, nullptr, "channel", "0") == 0 || take_notice(channel)) {
+    if (cfgdb_match__(module_name, nullptr, "channel", "0") == 0 || consume_notice(channel)) {
         return 0;
     }
     tarrow::pipe_stream output = tarrow::open_command("/usr/bin/wapctl sys_cfg_channel");

@@ -1,4 +1,4 @@
-// The WPS page: how the last WPS run ended.
+// The WPS page: the result of the last WPS run.
 
 #include "wlan_wps_client_applet.h"
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Brings the stored list of contacts up to date with the SIM's phone book.
+# Copies the SIM's phone book to the stored list of contacts.
 . /sim/record
 list=
 while IFS=, read -r record number type text; do

@@ -1,7 +1,6 @@
 #!/bin/sh
-# Leaves the state of the WAN connection on interface $1, which is present ($2 is 1) or not, in
-# /tmp/wan_conn_status and /tmp/wan_disc. A modem's connection is lost with its carrier; an Ethernet
-# port that is unplugged keeps its addresses.
+# Writes the state of the WAN connection on interface $1 to /tmp/wan_conn_status and /tmp/wan_disc. $2 is 1 when the
+# interface is present. A modem's connection ends with its carrier; an unplugged Ethernet port keeps its addresses.
 . /sim/record
 state=disconnected down=1
 case $1 in eth*) carrier=1 ;; *) carrier=$(cat "/sys/class/net/$1/carrier" 2> /dev/null) ;; esac

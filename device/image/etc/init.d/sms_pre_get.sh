@@ -1,10 +1,10 @@
 #!/bin/sh
-# Answers of the message stores, in files below /tmp/telephony/sms:
+# Writes the messages or the capacity of a message store to a file below /tmp/telephony/sms:
 # sms_pre_get.sh list dev|sim | sms_pre_get.sh capacity sim
 . /sim/record
 mkdir -p /tmp/telephony/sms /sim/sms
 case "$1 $2" in
-    'list dev') # the settings store's backend holds "index status#pdu"
+    'list dev') # the backend has lines "sms INDEX STATUS#PDU"
         cfgdb_cmd --backend /userfs/cfgdb/sms02.txt list sms 2> /dev/null |
             sed 's/\\n/ /g; s/\\\\/\\/g' |
             while read -r _ index value; do

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Acts on the message stores, and leaves "OK" or "ERROR" in a file below /tmp/telephony/sms:
+# Changes the message stores, and writes "OK" or "ERROR" to a file below /tmp/telephony/sms:
 # sms_pre_set.sh del dev|sim INDEX[,INDEX...] | save TEXT | send TEXT
 . /sim/record
 answers=/tmp/telephony/sms store=/sim/sms/sim capacity=50

@@ -1,4 +1,4 @@
 #!/bin/sh
-# Starts the cellular connection, which begins with a SIM check.
+# Starts the cellular connection, of which only the SIM check is simulated.
 . /sim/record
 /usr/app/check_sim_status.sh

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Moves the default route to the WAN connection that the settings name.
+# Sets the default route for the WAN connection in the settings.
 . /sim/record
 case $(cfgdb_cmd get wan proto 2> /dev/null | tr A-Z a-z) in
     disabled | usbmodem | wifi) ip route flush default ;;

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Leaves the name of the interface that carries the WAN connection in /tmp/wan_ifc.
+# Writes the name of the WAN connection's interface to /tmp/wan_ifc.
 . /sim/record
 case $(cfgdb_cmd get wan proto 2> /dev/null | tr A-Z a-z) in
     disabled) rm -f /tmp/wan_ifc ;;

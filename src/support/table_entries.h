@@ -1,4 +1,4 @@
-// Working on a record table from within the library.
+// Fields and names of a record table.
 #pragma once
 
 #include <cstring>
@@ -8,7 +8,7 @@
 
 namespace tarrow {
 
-/// The number of fields of a record, or of names of a table, before the first absent one.
+/// The number of fields of a record, or names of a table, before the first null one.
 inline int leading_entries(char *const *entries) {
     int count = 0;
     while (count < TARROW_DLIST_FIELDS && entries[count] != nullptr) {
@@ -17,8 +17,8 @@ inline int leading_entries(char *const *entries) {
     return count;
 }
 
-/// Puts a heap text, or null, into a field or name of a table, which owns it from then on; releases
-/// what was there.
+/// Replaces a field or name of a table, and frees the old one. text is null or a heap string, which
+/// the table owns from then on.
 inline void replace_entry(char *&entry, char *text) {
     if (entry != nullptr) {
         std::free(entry);
@@ -26,7 +26,7 @@ inline void replace_entry(char *&entry, char *text) {
     entry = text;
 }
 
-/// The same with a copy of a text; without memory the entry becomes absent.
+/// The same with a copy of a text. When memory runs out, the entry becomes null.
 inline void copy_entry(char *&entry, const char *text) {
     replace_entry(entry, strdup(text));
 }
