@@ -21,6 +21,9 @@ Only the first line of a counter counts.
   $ file /tmp/wrote_bytes.txt 100000000
   $ get upgrade_status '<upgrade_status><progress/></upgrade_status>'
   <upgrade_status><progress>999999999</progress></upgrade_status>
+  $ file /tmp/wrote_bytes.txt -10000000
+  $ get upgrade_status '<upgrade_status><progress/></upgrade_status>'
+  <upgrade_status><progress>-99999999</progress></upgrade_status>
 
 # Without both counters no upgrade is going on, and of a total that is no number nothing is written
 
