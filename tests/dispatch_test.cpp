@@ -79,12 +79,6 @@ TEST_F(dispatch_test, action_words) {
                                "+ script getlist", "+ script setlist"}));
 }
 
-TEST_F(dispatch_test, a_script_gets_at_most_4095_characters) {
-    canned_output = "";
-    tarrow_call_module_run_cmd("script", TARROW_ACTION_SET, std::string(5000, 'a').c_str());
-    EXPECT_EQ(events, strings{"+ script set " + std::string(4095 - 11, 'a')});
-}
-
 TEST_F(dispatch_test, handlers_refuse_records_that_carry_nothing) {
     int count = 0;
     const tarrow::heap<applet_info> rows(tarrow_get_module_applets(&count));

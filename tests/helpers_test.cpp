@@ -55,7 +55,6 @@ TEST_F(helpers_test, numbers_and_words_of_files) {
         {"the 255th character counts", std::string(254, '0') + "5", 5, "00000"},
         {"the 256th does not", std::string(255, ' ') + "5", 7, "old"},
         {"beyond an int", std::string(100, '9'), INT_MAX, "99999"},
-        {"below an int", "-2147483649", INT_MIN, "-2147"},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.reason);

@@ -58,13 +58,6 @@ TEST_F(hosts_test, without_a_source_a_table_stays_as_it_was) {
     EXPECT_EQ(arp.num_of_entries, -1);
 }
 
-TEST_F(hosts_test, an_interface_whose_name_does_not_fit_the_command_has_no_stations) {
-    canned_output = "";
-    get_wireless_clients_for_interface("14-characters-", &stations);
-    get_wireless_clients_for_interface("15-characters--", &stations);
-    EXPECT_EQ(events, strings{"+ /system/usr/bin/wapctl -i 14-characters- sta_list"});
-}
-
 TEST_F(hosts_test, names_are_form_encoded) {
     const tarrow::heap_string escaped(escape_special_chars("\x01 ,-./09:@AZ[^_`az{\xc3\xa9~"));
     EXPECT_STREQ(escaped.get(), "%01+%2C-.%2F09%3A%40AZ%5B%5E_%60az%7B%C3%A9%7E");

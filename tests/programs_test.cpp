@@ -1,17 +1,10 @@
-// The settings store and the host program, on their command lines and with processes side by side.
+// The settings store with processes side by side.
 
 #include "support/device.h"
 
 namespace {
 
 using programs_test = device_test;
-
-TEST_F(programs_test, a_list_of_settings_can_be_imported) {
-    output_of("cfgdb_cmd set m 'k 2' 'l1\nl2\\x'");
-    EXPECT_EQ(output_of("cfgdb_cmd list"), "m k\\s2 l1\\nl2\\\\x\n");
-    output_of("cfgdb_cmd list m | cfgdb_cmd --backend /userfs/cfgdb/copy.txt import");
-    EXPECT_EQ(output_of("cfgdb_cmd --backend /userfs/cfgdb/copy.txt get m 'k 2'"), "l1\nl2\\x\n");
-}
 
 TEST_F(programs_test, processes_race_to_make_the_store) {
     output_of("for m in a b c d; do (for k in 1 2 3 4 5 6 7 8; do cfgdb_cmd set $m $k x; done) & "

@@ -68,6 +68,20 @@ TEST_F(statistics_test, a_lock_that_stays_is_given_up_after_ten_tries) {
     EXPECT_EQ(output_of("cat /tmp/.sflck"), "held");
 }
 
+TEST_F(statistics_test, a_record_is_read_whole_or_not_at_all) {
+    const tarrow::unique_fd server = open_server();
+    io_meta_data_t meta = {};
+    ASSERT_EQ(write(server.get(), "\1\0\0\0odd", 7), 7);
+    EXPECT_EQ(read_io_data(server.get(), 4, &meta), 1);
+    EXPECT_EQ(meta.op, OP_ACCU_GET);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(read_io_meta_data(server.get(), &meta), -1);
+    EXPECT_EQ(read_io_data(server.get(), 4, &meta), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "read_io_meta_data error. read size(3) != sizeof io_meta_data_t(12)\n"
+              "read_io_data error. read size(-1) != dsize(4)\n");
+}
+
 TEST_F(statistics_test, a_reader_that_goes_raises_no_signal) {
     const timespec at_once = {};
     sigset_t signals;
@@ -97,10 +111,12 @@ void make_interface(const std::string &name, const std::string &number) {
 }
 
 TEST_F(statistics_test, an_access_point_counts_unless_19_characters_of_its_state_say_down) {
-    const std::pair<const char *, unsigned int> packets_by_state[] = {{"up\n", 14},
-                                                                      {"lowerlayerdown\n", 0},
-                                                                      {"of.19..........down", 0},
-                                                                      {"of.20...........down", 14}};
+    const std::pair<const char *, unsigned int> packets_by_state[] = {
+        {"up\n", 14},
+        {"lowerlayerdown\n", 0},
+        {"of.19..........down", 0},
+        {"of.20...........down", 14},
+    };
     make_interface("wifiap7", "1");
     for (const auto &[state, packets] : packets_by_state) {
         statistics_t record = {};

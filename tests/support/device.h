@@ -58,6 +58,7 @@ protected:
         cfgdb_close(cfgdb_open("wan")); // the store keeps a descriptor from the first use on
         unsetenv("MEANWHILE");
         unsetenv("POPEN_FAILS");
+        setenv("TZ", "UTC0", 1);
         setenv("CLOCK", "1795628000", 1);
         canned_output = nullptr;
         openlog("tarrow", 0, LOG_USER); // as the daemon does
