@@ -7,6 +7,8 @@ The contacts page: one entry of the SIM's phone book is written or deleted.
   $ post contacts '<contacts><deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>"+4912345"</number><type>145</type><text>"Zoë O'\''Hara; home"</text></Item></sim_contacts_list></contacts>'
   + /usr/app/at_chat -c 'AT+CPBW=3,"+4912345",145,"Zo\xc3\xab O'\\''Hara; home"' > /dev/null (esc)
   + sync
+  $ /sim/sim_card get phone_book
+  3,"+4912345",145,"Zo\xc3\xab O'Hara; home" (esc)
   $ post contacts '<contacts><deleted>1</deleted><sim_contacts_list><Item><record>3</record></Item></sim_contacts_list></contacts>'
   + /usr/app/at_chat -c AT+CPBW=3 > /dev/null
   + sync
@@ -35,7 +37,7 @@ One character more is refused.
 
 # A contact that lacks something, or is more than a contact, is refused
 
-The list is missing, a contact lacks its "deleted", its record or its text, or it is a table.
+The list is missing, a contact lacks its "deleted", its record, its type or its text.
 
   $ fresh
   $ post contacts '<contacts><deleted>1</deleted><record>3</record></contacts>'
@@ -47,10 +49,11 @@ The list is missing, a contact lacks its "deleted", its record or its text, or i
   $ post contacts '<contacts><deleted>1</deleted><sim_contacts_list><Item/><record>3</record></sim_contacts_list></contacts>'
   + sync
   post-set: -1
-  $ post contacts '<contacts><deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>1</number><type>1</type></Item></sim_contacts_list></contacts>'
+  $ post contacts '<contacts><deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>1</number><text>"x"</text></Item></sim_contacts_list></contacts>'
   + sync
   post-set: -1
-  $ request post-set contacts 'record#number' '3#1'
+  $ post contacts '<contacts><deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>1</number><type>1</type></Item></sim_contacts_list></contacts>'
+  + sync
   post-set: -1
 
 A value would end the modem's command, or begin another one.

@@ -108,10 +108,3 @@ A capacity without a word ends the page, an empty answer does not.
   <14>tarrow:sms: Run /etc/init.d/sms_pre_get.sh capacity sim
   + /etc/init.d/sms_pre_get.sh capacity sim
   <sms><save>saved\n</save><capacity><sim /></capacity></sms>
-
-# The page takes no table
-
-  $ fresh
-  $ getlist sms 'index#stat' '7#1'
-  <11>tarrow:sms: dc->dc_type is not TARROW_CB_ARGS_XML
-  post-get: -1
