@@ -37,13 +37,19 @@ One character more is refused.
 
 # A contact that lacks something, or is more than a contact, is refused
 
-A contact lacks its "deleted", its record or its text.
+The list is missing, a contact lacks its "deleted", its record, its type or its text.
 
   $ fresh
+  $ post contacts '<contacts><deleted>1</deleted><record>3</record></contacts>'
+  + sync
+  post-set: -1
   $ post contacts '<contacts><sim_contacts_list><Item><record>3</record></Item></sim_contacts_list></contacts>'
   + sync
   post-set: -1
   $ post contacts '<contacts><deleted>1</deleted><sim_contacts_list><Item/><record>3</record></sim_contacts_list></contacts>'
+  + sync
+  post-set: -1
+  $ post contacts '<contacts><deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>1</number><text>"x"</text></Item></sim_contacts_list></contacts>'
   + sync
   post-set: -1
   $ post contacts '<contacts><deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>1</number><type>1</type></Item></sim_contacts_list></contacts>'

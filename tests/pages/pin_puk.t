@@ -202,7 +202,7 @@ Without an attempt the lock is not switched on.
   <pin_puk><mep_attempts>9</mep_attempts></pin_puk>
   now wan cellular.mep_pck 4aZ
 
-With a cellular connection that is started again. A key has at most 255 characters.
+When the cellular connection is the WAN, it is started again instead of the SIM check. A key has at most 255 characters.
 
   $ setting wan proto cellular
   $ post pin_puk "<pin_puk><command>6</command><mep_unlock_ck>$(repeat 255 5)</mep_unlock_ck></pin_puk>"
