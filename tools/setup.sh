@@ -55,7 +55,7 @@ apt_install() {
     local told=
     until $sudo setsid --wait env DEBIAN_FRONTEND=noninteractive LC_ALL=C sh -c 'dpkg --configure -a && # what a break has left
         apt-get update -qq && apt-get install -y -qq --no-install-recommends "$@"' - "$@" > build/packages.log 2>&1; do
-        grep -qiE 'could not get lock|unable to (lock|acquire)|frontend lock|is locked by' build/packages.log || return 1
+        grep -qE 'Could not get lock|locked by another process' build/packages.log || return 1
         [ -n "$told" ] || say "another apt or dpkg is at work; waiting for it"
         told=1
         sleep 1
