@@ -56,7 +56,7 @@ apt_install() {
     local is_reported=
     until $sudo setsid --wait env DEBIAN_FRONTEND=noninteractive LC_ALL=C sh -c 'dpkg --configure -a && # completes an interrupted installation
         apt-get update -qq && apt-get install -y -qq --no-install-recommends "$@"' - "$@" > build/packages.log 2>&1; do
-        grep -qiE 'could not get lock|unable to (lock|acquire)|frontend lock|is locked by' build/packages.log || return 1
+        grep -qE 'Could not get lock|locked by another process' build/packages.log || return 1
         [ -n "$is_reported" ] || say "waiting for another apt or dpkg to end"
         is_reported=1
         sleep 1
