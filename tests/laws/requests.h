@@ -3,12 +3,12 @@
 
 #include <stddef.h>
 
-#include "support/support.h"
 #include "tarrow_applets.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
+#include "support/support.h"
 
 struct request {
     const char *module;

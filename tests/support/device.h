@@ -13,8 +13,10 @@
 #include <vector>
 
 #include "cfgdb.h"
-#include "support.h"
 
+extern "C" {
+#include "support.h"
+}
 extern "C" FILE *__real_popen(const char *line, const char *mode);
 extern "C" int __real_pclose(FILE *stream);
 

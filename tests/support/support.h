@@ -9,10 +9,6 @@
  * file is always /tmp/tarrow.XXXXXX. */
 #pragma once
 
-#ifdef __cplusplus
-extern "C" {
-#endif
-
 /* Each test program has its own: receives each event, one line without its end. "+ LINE" is a shell
  * line that runs, "wait N ms" a wait, which takes no time, "<PRIORITY>IDENTITY: TEXT" a line of the
  * system log. */
@@ -23,7 +19,3 @@ extern const char *canned_output;
 
 /* How many descriptors below 256 the process has. */
 int open_descriptors(void);
-
-#ifdef __cplusplus
-}
-#endif
