@@ -12,10 +12,10 @@
 
 #include "../src/modules/statistics/stat_api.h"
 #include "library.h"
-#include "marks.h"
 #include "page_schema.h"
 #include "request.h"
 #include "table.h"
+#include "traced.h"
 #include "tree.h"
 
 namespace {
@@ -64,16 +64,6 @@ int fail_with_usage(const std::string &message) {
     print_error(message);
     std::fputs(usage, messages);
     return 2;
-}
-
-/// Whether another process traces this one.
-bool is_traced() {
-    std::string status;
-    std::string reason;
-    constexpr char field[] = "\nTracerPid:\t";
-    return host::read_file("/proc/self/status", status, reason) &&
-           status.find(std::string(field) + "0\n") == std::string::npos &&
-           status.find(field) != std::string::npos;
 }
 
 /// The exit status when the answer is complete.
@@ -211,7 +201,7 @@ int main(int argc, char **argv) {
         const int descriptor = std::atoi(argv[2]);
         fcntl(descriptor, F_SETFD, FD_CLOEXEC);
         messages = fdopen(descriptor, "we");
-        if (messages == nullptr || !is_traced()) {
+        if (messages == nullptr || !host::is_traced()) {
             messages = messages != nullptr ? messages : stderr;
             return fail("nothing traces this program");
         }
