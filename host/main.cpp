@@ -177,11 +177,11 @@ int answer(const host::library &lib, const applet_info &row, const host::page_sc
     // What the device's scripts print is no part of the answer, nor can they hold its end open.
     const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     dup2(STDERR_FILENO, STDOUT_FILENO);
-    access(host::begin_mark, F_OK);
+    static_cast<void>(access(host::begin_mark, F_OK));
     const bool is_answered =
         is_set ? host::set(lib, schema, row, request, host::record_results(handler_errors), reason)
                : host::get(lib, schema, row.di_modname, request, reason);
-    access(host::end_mark, F_OK);
+    static_cast<void>(access(host::end_mark, F_OK));
     dup2(output, STDOUT_FILENO);
     close(output);
     const int status = print_refusals(schema, unknown, handler_errors, is_set);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
 #include <string_view>
 
@@ -11,39 +12,26 @@ namespace {
 constexpr std::size_t text_limit = 1000;  // bytes of a text that are printed
 constexpr std::size_t error_limit = 1000; // lines of standard error that are printed
 
-/// The length of the UTF-8 character at a position that a terminal may get; 0 for a control
-/// character and for bytes that are no character.
-std::size_t printable_length(const std::string &text, std::size_t at) {
-    const auto byte = [&](std::size_t i) {
-        return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0U;
-    };
-    const unsigned first = byte(0);
-    const std::size_t length = first < 0x80   ? 1
-                               : first < 0xc2 ? 0
-                               : first < 0xe0 ? 2
-                               : first < 0xf0 ? 3
-                               : first < 0xf5 ? 4
-                                              : 0;
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xc0U) != 0x80) {
-            return 0;
-        }
-    }
-    const bool is_control = first < ' ' || first == 0x7f || (first == 0xc2 && byte(1) < 0xa0);
-    return is_control ? 0 : length;
-}
-
-/// A text in one line, without what a terminal would obey, cut when it is long.
+/// A text in one line, without what a terminal would obey (ASCII's control characters and the 32
+/// that Unicode adds, 0xc2 0x80 to 0xc2 0x9f in UTF-8), cut when it is long.
 std::string printable(const std::string &text) {
     std::string line;
     std::size_t at = 0;
-    while (at < std::min(text.size(), text_limit)) {
-        const std::size_t length = printable_length(text, at);
-        std::array<char, sizeof("\\x00")> code = {};
-        std::snprintf(code.data(), code.size(), text[at] == '\n' ? "\\n" : "\\x%02x",
-                      static_cast<unsigned>(static_cast<unsigned char>(text[at])));
-        line += length != 0 ? text.substr(at, length) : code.data();
-        at += std::max<std::size_t>(length, 1);
+    for (; at < text.size() && (at < text_limit || (text[at] & 0xc0) == 0x80); ++at) {
+        const auto byte = [&](std::size_t i) {
+            return static_cast<unsigned char>(text.c_str()[i]);
+        };
+        const bool is_control =
+            std::iscntrl(byte(at)) != 0 || (byte(at) == 0xc2 && byte(at + 1) < 0xa0);
+        std::array<char, sizeof("\\x00")> code = {text[at]};
+        if (is_control) {
+            std::snprintf(code.data(), code.size(), byte(at) == '\n' ? "\\n" : "\\x%02x", byte(at));
+        }
+        line += code.data();
+        if (is_control && byte(at) == 0xc2) {
+            std::snprintf(code.data(), code.size(), "\\x%02x", byte(++at));
+            line += code.data();
+        }
     }
     return at < text.size() ? line + "... " + std::to_string(text.size() - at) + " more" : line;
 }
@@ -60,11 +48,12 @@ void print_lines(FILE *stream, const char *prefix, std::string_view text) {
 
 } // namespace
 
-void formatter::take(const json &line) {
-    if (line["kind"] == "answer") {
-        finish(line);
+void formatter::take(const std::string &line) {
+    const json object = json::parse(line);
+    if (object["kind"] == "answer") {
+        finish(object);
     } else {
-        take_step(line);
+        take_step(object);
     }
 }
 

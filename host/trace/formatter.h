@@ -16,7 +16,8 @@ namespace trace {
 /// control sequence.
 class formatter {
 public:
-    void take(const json &line);
+    /// Takes a line of JSON.
+    void take(const std::string &line);
     /// Prints what was held back until the answer, and from now on each step as it comes.
     void release();
 

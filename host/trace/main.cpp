@@ -1,5 +1,6 @@
 // tarrow_trace: runs the host program under strace, and shows what its request did.
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -8,9 +9,11 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <string>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "../traced.h"
@@ -29,48 +32,44 @@ double now() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-/// A pipe, and what was read from it.
-class channel {
-public:
+/// A pipe whose text is read in lines.
+struct channel {
     std::array<int, 2> ends = {-1, -1}; // to read from, to write to
+    std::string text = {};
+    std::size_t taken = 0; // of the text
+    std::size_t searched = 0;
 
     bool open() {
         return pipe2(ends.data(), O_CLOEXEC) == 0 && fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
-    }
-    void close_writer() {
-        close(ends[1]);
-        ends[1] = -1;
     }
     /// Reads what is there. False when no writer is left.
     bool read_all() {
         std::array<char, 65536> chunk;
         ssize_t count = 0;
         while ((count = read(ends[0], chunk.data(), chunk.size())) > 0) {
-            text_.append(chunk.data(), static_cast<std::size_t>(count));
+            text.append(chunk.data(), static_cast<std::size_t>(count));
         }
         return count < 0;
     }
-    /// Takes the next complete line out of what was read.
     bool take_line(std::string &line) {
-        const std::size_t end = text_.find('\n', searched_);
+        const std::size_t end = text.find('\n', searched);
         if (end == std::string::npos) {
-            text_.erase(0, taken_);
-            taken_ = 0;
-            searched_ = text_.size();
+            text.erase(0, std::exchange(taken, 0));
+            searched = text.size();
             return false;
         }
-        line = text_.substr(taken_, end - taken_);
-        taken_ = searched_ = end + 1;
+        line = text.substr(taken, end - taken);
+        taken = searched = end + 1;
         return true;
     }
-    /// What was read and not taken.
-    [[nodiscard]] std::string rest() const { return text_.substr(taken_); }
-
-private:
-    std::string text_;
-    std::size_t taken_ = 0;
-    std::size_t searched_ = 0;
 };
+
+/// Everything in a file in memory.
+std::string content_of(int file) {
+    std::string text(static_cast<std::size_t>(std::max<off_t>(lseek(file, 0, SEEK_END), 0)), '\0');
+    const ssize_t count = pread(file, text.data(), text.size(), 0);
+    return text.substr(0, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+}
 
 /// A request that runs and is followed.
 class request {
@@ -81,17 +80,14 @@ public:
     /// Gives the host program's exit status, 1 when it could not be traced, -1 and errno when it
     /// could not be started.
     int run(const std::vector<std::string> &words) {
-        if (!answer_.open() || !messages_.open() || !output_.open() || !calls_.open() ||
-            !start(words)) {
+        if (answer_ < 0 || messages_ < 0 || !output_.open() || !calls_.open() || !start(words)) {
             return -1;
         }
         follow();
         int state = 0;
         waitpid(host_, &state, 0);
         int status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
-        answer_.read_all();
-        messages_.read_all();
-        std::string errors = messages_.rest() + before_;
+        std::string errors = content_of(messages_) + before_;
         if (WIFSIGNALED(state)) {
             errors += std::string("tarrow_host: ") + strsignal(WTERMSIG(state)) + "\n";
         } else if (!timeline_.is_complete() && (status == 0 || status == 3)) {
@@ -99,7 +95,7 @@ public:
             status = 1;
         }
         show({{"kind", "answer"},
-              {"text", answer_.rest()},
+              {"text", content_of(answer_)},
               {"status", status},
               {"took", timeline_.took()},
               {"errors", errors}});
@@ -108,9 +104,10 @@ public:
     }
 
 private:
-    void show(const trace::json &line) {
+    void show(const trace::json &object) {
+        const std::string line = object.dump(-1, ' ', false, trace::json::error_handler_t::replace);
         if (is_json_) {
-            std::puts(line.dump(-1, ' ', false, trace::json::error_handler_t::replace).c_str());
+            std::puts(line.c_str());
         } else {
             formatter_.take(line);
         }
@@ -122,9 +119,7 @@ private:
         constexpr int descriptor = 3; // of the host program's own messages
         std::vector<std::string> line = trace::strace_command(
             "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(calls_.ends[1]));
-        for (const char *word : {"tarrow_host", "--trace", "3"}) {
-            line.emplace_back(word);
-        }
+        line.insert(line.end(), {"tarrow_host", "--trace", std::to_string(descriptor)});
         line.insert(line.end(), words.begin(), words.end());
         std::vector<char *> arguments;
         arguments.reserve(line.size() + 1);
@@ -135,16 +130,14 @@ private:
         host_ = fork();
         if (host_ == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
-            dup2(answer_.ends[1], STDOUT_FILENO);
+            dup2(answer_, STDOUT_FILENO);
             dup2(output_.ends[1], STDERR_FILENO);
-            dup2(messages_.ends[1], descriptor);
+            dup2(messages_, descriptor);
             execvp(arguments[0], arguments.data());
             std::perror("tarrow_trace: strace cannot be run");
             _exit(127);
         }
-        answer_.close_writer();
-        messages_.close_writer();
-        output_.close_writer();
+        close(output_.ends[1]);
         return host_ > 0;
     }
 
@@ -153,23 +146,18 @@ private:
     void follow() {
         constexpr int interval_ms = 50;
         const double begin = now();
-        std::array<pollfd, 4> ready = {};
-        ready[0] = {calls_.ends[0], POLLIN, 0};
-        ready[1] = {answer_.ends[0], POLLIN, 0};
-        ready[2] = {messages_.ends[0], POLLIN, 0};
-        ready[3] = {output_.ends[0], POLLIN, 0};
+        std::array<pollfd, 2> ready = {{{calls_.ends[0], POLLIN, 0}, {output_.ends[0], POLLIN, 0}}};
+        bool has_strace = false;
         for (bool is_open = true; is_open;) {
             poll(ready.data(), ready.size(), interval_ms);
             siginfo_t ended = {};
             waitid(P_PID, static_cast<id_t>(host_), &ended, WEXITED | WNOHANG | WNOWAIT);
             is_open = calls_.read_all();
-            if (calls_.ends[1] >= 0 && (!calls_.rest().empty() || ended.si_pid != 0)) {
-                calls_.close_writer();
+            if (!has_strace && (!calls_.text.empty() || ended.si_pid != 0)) {
+                has_strace = close(calls_.ends[1]) == 0;
             }
             take_calls();
             take_output(now());
-            answer_.read_all();
-            messages_.read_all();
             for (pollfd &source : ready) {
                 source.fd = (source.revents & POLLHUP) != 0 ? -1 : source.fd;
             }
@@ -224,7 +212,9 @@ private:
     trace::formatter formatter_;
     trace::timeline timeline_;
     trace::reader reader_;
-    channel answer_, messages_, output_, calls_;
+    int answer_ = memfd_create("answer", MFD_CLOEXEC);
+    int messages_ = memfd_create("messages", MFD_CLOEXEC); // of the host program itself
+    channel output_, calls_;
     std::string before_; // standard error before the handlers began
     bool has_writer_ = true;
     pid_t host_ = -1;
