@@ -29,7 +29,7 @@ expect "a script that is killed" $'error : a\nended 137: /etc/init.d/lan_post_se
 expect "bytes that are no text" 'answer 0: <lan><ip>�</ip></lan>' "$(steps : answer set lan ip=$'\xff')"
 expect "a wait of the library" "wait : " "$(steps ': > /tmp/sim_checking_mutex; (sleep 0.1; rm /tmp/sim_checking_mutex) &' \
     wait set pin_puk '<pin_puk><command>4</command><puk>12345678</puk><new_pin>1234</new_pin></pin_puk>' | uniq)"
-expect "the answer and a step for people" $'| 50\n/etc/init.d/sms_pre_get.sh capacity sim  (T ms, exit status 0)' \
+expect "the answer and a step for people" $'/etc/init.d/sms_pre_get.sh capacity sim  (T ms, exit status 0)\n| 50' \
     "$(trace : get sms capacity.sim | sed -n '/^|/p; s/.* command  \(.*\)(.* ms/\1(T ms/p')"
 expect "a text of the answer that looks like a step" $'| x\n|       0.0  command  reboot\\x1b[2J\\xc2\\x9b' \
     "$(trace 'cfgdb_cmd set wlan_settings ssid "$(printf "x\n      0.0  command  reboot\033[2J\302\233")"' get wlan_settings ssid | grep '^|')"

@@ -60,78 +60,42 @@ void formatter::take(const std::string &line) {
 void formatter::take_step(const json &step) {
     const std::string kind = step["kind"];
     const std::string text = step["text"];
-    if (step.contains("took")) {
-        times_[kind == "wait" ? kind : text] += step["took"].get<double>();
+    double at = step["at"];
+    if (kind == "command") {
+        begins_[text] = at;
+        return;
     }
     if (kind == "error" && ++errors_ > error_limit) {
         return;
     }
-    const auto command = std::find_if(running_.begin(), running_.end(), [&](std::size_t i) {
-        return kind == "ended" && held_[i]["text"] == text;
-    });
-    if (command != running_.end()) {
-        held_[*command]["took"] = step["took"];
-        held_[*command]["exit"] = step["exit"];
-        running_.erase(command);
-        return;
-    }
-    if (kind == "command" && is_held_) {
-        running_.push_back(held_.size());
-    }
-    held_.push_back(step);
-    if (!is_held_) {
-        release();
-    }
-}
-
-void formatter::release() {
-    for (const json &step : held_) {
-        std::printf("%9.1f  %-8s %s", step["at"].get<double>(),
-                    step["kind"].get<std::string>().c_str(), printable(step["text"]).c_str());
-        if (step.contains("took")) {
-            std::printf("  (%.1f ms", step["took"].get<double>());
-            if (step.contains("exit")) {
-                std::printf(", exit status %d", step["exit"].get<int>());
-            }
-            std::printf(")");
+    at = kind == "ended" ? begins_[text] : at;
+    std::printf("%9.1f  %-8s %s", at, kind == "ended" ? "command" : kind.c_str(),
+                printable(text).c_str());
+    if (step.contains("took")) {
+        const double took = step["took"];
+        std::printf("  (%.1f ms", took);
+        longest_ = std::max(longest_, {took, kind == "wait" ? "a wait" : printable(text)});
+        if (step.contains("exit")) {
+            std::printf(", exit status %d", step["exit"].get<int>());
         }
-        std::puts("");
+        std::printf(")");
     }
-    std::fflush(stdout);
-    held_.clear();
-    running_.clear();
-    is_held_ = false;
+    std::puts("");
 }
 
 void formatter::finish(const json &answer) {
-    const double took = answer["took"];
-    print_lines(stdout, "| ", answer["text"].get_ref<const std::string &>());
-    print_lines(stderr, "", answer["errors"].get_ref<const std::string &>());
-    release();
     if (errors_ > error_limit) {
         std::printf("%9s  error    ... %zu more lines\n", "", errors_ - error_limit);
     }
-    if (took > 0) {
-        print_sum(took);
-    }
-}
-
-void formatter::print_sum(double took) const {
-    std::vector<std::pair<double, std::string>> longest;
-    for (const auto &[what, time] : times_) {
-        if (time > took / 10) {
-            longest.emplace_back(time, what);
+    if (const double took = answer["took"]; took > 0) {
+        std::printf("%9.1f  in all", took);
+        if (longest_.first > 0) {
+            std::printf(", %.1f ms of it in %s", longest_.first, longest_.second.c_str());
         }
+        std::puts("");
     }
-    std::sort(longest.rbegin(), longest.rend());
-    longest.resize(std::min<std::size_t>(longest.size(), 3));
-    std::printf("%9.1f  in all", took);
-    const char *separator = ", most of it in ";
-    for (const auto &[time, what] : longest) {
-        std::printf("%s%.1f ms %s", separator, time, printable(what).c_str());
-        separator = "; ";
-    }
-    std::puts("");
+    print_lines(stdout, "| ", answer["text"].get_ref<const std::string &>());
+    print_lines(stderr, "", answer["errors"].get_ref<const std::string &>());
 }
 
 } // namespace trace

@@ -24,7 +24,6 @@
 namespace {
 
 constexpr char usage[] = "usage: tarrow_trace [--json] get|set MODULE [WORD...]\n";
-constexpr double patience = 1; // seconds until steps are shown as they happen
 
 double now() {
     timespec time = {};
@@ -145,7 +144,6 @@ private:
     /// it too or has failed.
     void follow() {
         constexpr int interval_ms = 50;
-        const double begin = now();
         std::array<pollfd, 2> ready = {{{calls_.ends[0], POLLIN, 0}, {output_.ends[0], POLLIN, 0}}};
         bool has_strace = false;
         for (bool is_open = true; is_open;) {
@@ -160,9 +158,6 @@ private:
             take_output(now());
             for (pollfd &source : ready) {
                 source.fd = (source.revents & POLLHUP) != 0 ? -1 : source.fd;
-            }
-            if (!is_json_ && now() - begin > patience) {
-                formatter_.release();
             }
             std::fflush(stdout);
         }

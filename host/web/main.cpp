@@ -46,19 +46,11 @@ int listen_on(std::uint16_t &port) {
     return is_listening ? listener : -1;
 }
 
-/// A text that nobody can guess.
+/// A text that nobody can guess, or an empty one.
 std::string make_token() {
-    std::array<unsigned char, 16> bytes = {};
-    std::string token;
-    if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
-        return token;
-    }
-    for (const unsigned char byte : bytes) {
-        std::array<char, 3> digits = {};
-        std::snprintf(digits.data(), digits.size(), "%02x", byte);
-        token += digits.data();
-    }
-    return token;
+    std::array<std::uint64_t, 2> numbers = {};
+    const bool is_filled = getrandom(numbers.data(), sizeof numbers, 0) == sizeof numbers;
+    return is_filled ? std::to_string(numbers[0]) + std::to_string(numbers[1]) : "";
 }
 
 /// A descriptor that can be read when this program is told to end.

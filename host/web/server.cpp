@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -10,9 +13,12 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <poll.h>
+#include <string_view>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
-
-#include "process.h"
 
 namespace web {
 namespace {
@@ -25,6 +31,86 @@ constexpr std::size_t flood_limit = 16 * body_limit; // after which a body is no
 constexpr std::size_t output_limit = 1 << 20;        // of a text
 constexpr unsigned connection_limit = 64;
 constexpr unsigned idle_seconds = 10;
+
+/// A command that runs for a browser's call, in a process group of its own.
+class process {
+public:
+    /// Starts a command with a text as its standard input.
+    process(const std::vector<std::string> &words, std::string_view input)
+        : errors_(memfd_create("errors", MFD_CLOEXEC)) {
+        std::vector<char *> arguments(words.size() + 1); // the last one is null
+        std::transform(words.begin(), words.end(), arguments.begin(),
+                       [](const std::string &word) { return const_cast<char *>(word.c_str()); });
+        std::array<int, 2> ends = {-1, -1};
+        const int file = memfd_create("input", MFD_CLOEXEC);
+        const bool is_ready =
+            write(file, input.data(), input.size()) == static_cast<ssize_t>(input.size()) &&
+            lseek(file, 0, SEEK_SET) == 0 && pipe2(ends.data(), O_CLOEXEC) == 0;
+        id_ = is_ready ? fork() : 0;
+        if (is_ready && id_ == 0) { // until exec only calls that are safe in a program with threads
+            sigset_t none;
+            sigemptyset(&none);
+            sigprocmask(SIG_SETMASK, &none, nullptr);
+            std::signal(SIGPIPE, SIG_DFL);
+            setpgid(0, 0);
+            dup2(file, STDIN_FILENO);
+            dup2(ends[1], STDOUT_FILENO);
+            dup2(errors_, STDERR_FILENO);
+            execvp(arguments[0], arguments.data());
+            _exit(127);
+        }
+        if (id_ > 0) {
+            setpgid(id_, id_); // by whichever of the two comes first
+        }
+        output_ = ends[0];
+        close(ends[1]);
+        close(file);
+    }
+    process(const process &) = delete;
+    process &operator=(const process &) = delete;
+    /// Ends the command and everything in its group, unless status() was called.
+    ~process() {
+        if (id_ > 0) {
+            kill(-id_, SIGKILL);
+            status();
+        }
+        close(output_);
+        close(errors_);
+    }
+
+    [[nodiscard]] bool is_started() const { return id_ > 0; }
+
+    /// Waits for output, puts at most so many bytes of it into a buffer and returns their number: 0
+    /// at the end of the output, -1 when the other side of a socket goes away before that.
+    ssize_t read(char *buffer, std::size_t room, int socket) const {
+        std::array<pollfd, 2> sources = {{{output_, POLLIN, 0}, {socket, POLLRDHUP, 0}}};
+        while (poll(sources.data(), sources.size(), -1) < 0 && errno == EINTR) {
+        }
+        return sources[1].revents != 0 ? -1 : ::read(output_, buffer, room);
+    }
+
+    /// What the command wrote to its standard error.
+    [[nodiscard]] std::string errors() const {
+        std::array<char, 65536> text = {};
+        const ssize_t count = pread(errors_, text.data(), text.size(), 0);
+        return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+    }
+
+    /// Waits for the command. Returns its exit status as a shell does: 127 when there is no such
+    /// command, 128 and the number of the signal that ended it.
+    int status() {
+        int status = 0;
+        while (waitpid(id_, &status, 0) < 0 && errno == EINTR) {
+        }
+        id_ = 0;
+        return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    }
+
+private:
+    pid_t id_ = 0;
+    int output_ = -1;
+    int errors_ = -1;
+};
 
 struct request {
     std::string body;
@@ -102,16 +188,18 @@ ssize_t read_stream(void *context, std::uint64_t, char *buffer, std::size_t room
         if (count != 0) {
             return count > 0 ? count : MHD_CONTENT_READER_END_WITH_ERROR;
         }
-        const int status = source.command.status();
-        source.rest =
-            line_of({{"kind", "end"}, {"status", status}, {"errors", source.command.errors()}});
-        source.has_ended = true;
-    } else if (!source.has_ended) {
-        const std::optional<std::string> output = all_output(source);
+    }
+    if (!source.has_ended) {
+        const std::optional<std::string> output =
+            source.form == reply::text ? all_output(source) : std::optional<std::string>("");
         if (!output) {
             return MHD_CONTENT_READER_END_WITH_ERROR;
         }
-        source.rest = line_of({{"status", source.command.status()}, {"output", *output}});
+        const int status = source.command.status();
+        const std::string errors = source.command.errors();
+        source.rest = line_of(source.form == reply::text
+                                  ? json{{"status", status}, {"output", *output + errors}}
+                                  : json{{"kind", "end"}, {"status", status}, {"errors", errors}});
         source.has_ended = true;
     }
     if (source.rest.empty()) {
@@ -126,9 +214,7 @@ MHD_Result run_here(MHD_Connection *connection, reply form, const word_list &wor
                     std::string_view input = "") {
     const int socket =
         MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
-    const error_output errors =
-        form == reply::lines ? error_output::separate : error_output::joined;
-    auto source = std::unique_ptr<stream>(new stream{{words, input, errors}, socket, form});
+    auto source = std::unique_ptr<stream>(new stream{{words, input}, socket, form});
     if (!source->command.is_started()) {
         return refuse(connection, MHD_HTTP_INTERNAL_SERVER_ERROR, "no process can be started");
     }

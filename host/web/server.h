@@ -12,10 +12,10 @@
 //   POST /run                      text: a tool of the device; the body is its words, each with a
 //                                  NUL behind it
 //
-// "text" is a line {"status":0,"output":"..."} when the command has ended. "lines" are the
-// command's lines of JSON as they come, and at the end {"kind":"end","status":0,"errors":"..."},
-// with what it wrote to standard error. A command ends when the browser goes away. A refusal has an
-// HTTP status and a line of text.
+// "text" is a line {"status":0,"output":"..."} when the command has ended, standard error at its
+// end. "lines" are the command's lines of JSON as they come, and at the end
+// {"kind":"end","status":0,"errors":"..."}, with what it wrote to standard error. A command ends
+// when the browser goes away. A refusal has an HTTP status and a line of text.
 #pragma once
 
 #include <microhttpd.h>

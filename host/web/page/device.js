@@ -4,8 +4,7 @@ import { cut, find, make, quoted, runTool, say, text } from "./server.js";
 const mac = "02:00:00:00:01:69";
 // A tool, what it is for, the kinds of state beside it, and its arguments: a choice, or a text that is proposed. "script"
 // stands for the scripts and programs of the device.
-const tools = [
-    ["cable", "Pulls or plugs what is at the other end of a port.", ["cable"],
+const tools = [["cable", "Pulls or plugs what is at the other end of a port.", ["cable"],
         { port: ["ccinet0", "eth0", "usb", "lan2", "lan3", "lan4"], action: ["pull", "plug"] }],
     ["station", "A station joins or leaves the access point.", ["station"], { action: ["join", "leave"], MAC: mac }],
     ["leases", "Gives a host an address.", ["lease"],

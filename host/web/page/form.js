@@ -2,8 +2,6 @@
 import { cut, find, keepFocus, make } from "./server.js";
 import { add, at, remove } from "./xml.js";
 
-let field; // that had the focus last
-
 /** Shows a module's form; changed(name) is called when it has changed the tree "read" or "write". */
 export function showForm(state, changed) {
     const titles = ["Ask", "Element", "Value", "New value"].map((title) => make("th", { scope: "col" }, title));
@@ -31,7 +29,6 @@ function heading(state, { path, meaning, values, empty, isRead, isParameter }, c
 function input(label, value, take) {
     const area = make("textarea", { rows: 1, value, spellcheck: false, id: `new ${label}`, "aria-label": `New value of ${label}` });
     area.oninput = () => take(area.value);
-    area.onfocus = () => { field = area; };
     return area;
 }
 
@@ -117,12 +114,4 @@ function listRow(state, element, changed) {
     const cell = make("td", { colSpan: 4, className: "list" }, table);
     if (isPosted) table.after(button("Add", "record", () => create({})));
     return [make("tr", {}, ask, title), make("tr", {}, cell)];
-}
-
-/** Puts a text into the field that had the focus last. */
-export function fillField(text) {
-    if (!field?.isConnected) return;
-    field.value = text;
-    field.oninput();
-    field.focus();
 }

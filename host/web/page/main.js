@@ -1,5 +1,5 @@
 // The page: the modules, which of them the address names, and the history of requests.
-import { call, find, make, quoted, remember, remembered, say } from "./server.js";
+import { call, find, keepFocus, make, quoted, remember, remembered, say } from "./server.js";
 import { onEnd, repeat, showModule } from "./module.js";
 import { forget, history, isRunning, titleOf } from "./requests.js";
 import "./device.js";
@@ -36,10 +36,7 @@ function showHistory() {
             made.onclick = () => Promise.resolve(action_()).catch((error) => say(error.message, true));
             return made;
         };
-        const copy = (text) => async () => {
-            await navigator.clipboard.writeText(text);
-            say("Copied.");
-        };
+        const copy = (text) => () => navigator.clipboard.writeText(text).then(() => say("Copied."));
         return make("tr", {}, make("td", {}, box), make("td", {}, new Date(entry.time).toLocaleTimeString("en-GB")),
             make("th", { scope: "row" }, make("a", { href: `#${module}/${id}` }, title.replace(/ at .*/, ""))), make("td", {}, result),
             make("td", {}, `${took.toFixed(1)} ms`), make("td", {}, button("Repeat", () => repeat(entry)),
@@ -63,14 +60,9 @@ for (const button of document.querySelectorAll("[data-open]")) {
 }
 find("#forget").addEventListener("click", () => {
     forget();
-    showHistory();
-    find("#name").focus();
+    keepFocus(showHistory, find("#main"));
 });
-onEnd(() => {
-    const { id } = document.activeElement;
-    showHistory();
-    if (id) document.getElementById(id)?.focus({ preventScroll: true });
-});
+onEnd(() => keepFocus(showHistory));
 addEventListener("beforeunload", (event) => { if (Object.keys(modules).some(isRunning)) event.preventDefault(); });
 call("modules", {}, (lines) => {
     for (const { module, phases } of lines) if (module) modules[module] = phases;

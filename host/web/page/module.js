@@ -1,19 +1,12 @@
 // The shown module: its form, its XML, and its requests. A request belongs to its module and goes on when another is shown.
 import { cut, find, keepFocus, make, remember, remembered, say } from "./server.js";
 import { describe, docsOf } from "./elements.js";
-import { fillField, showForm } from "./form.js";
+import { showForm } from "./form.js";
 import { format, parse, valuesOf, withoutTexts } from "./xml.js";
 import { compare, history, isRunning, send, stop, titleOf } from "./requests.js";
 import { showSteps } from "./waterfall.js";
 
 const asked = new Set(["reboot", "restore_defaults"]); // reading these changes the device
-const hostile = {
-    "a quote and a command": "';reboot;'",
-    "a command's output": "$(reboot)",
-    "markup with a script": '"><img src=x onerror=alert(1)>',
-    "5,000 letters": "x".repeat(5000),
-    "two lines": "one\ntwo",
-};
 const states = new Map(); // a module's name: {name, elements, request, read, write, values, shown}
 let shown; // the state of the shown module
 let ended = () => {};
@@ -176,11 +169,6 @@ find("#discard").addEventListener("click", () => {
 find("#all").addEventListener("click", () => {
     setTree(shown, "read", format(shown.request));
     showAll();
-});
-find("#examples").append(make("option", {}, "…"), ...Object.keys(hostile).map((name) => make("option", {}, name)));
-find("#examples").addEventListener("change", ({ target }) => {
-    fillField(hostile[target.value] ?? "");
-    target.selectedIndex = 0;
 });
 addEventListener("keydown", (event) => {
     if (find("#module").hidden || !shown) return;

@@ -72,20 +72,12 @@ function showRunning() {
 }
 
 /** All requests that have ended, the newest first. */
-export function history() {
-    return Object.keys(localStorage).filter((key) => key.startsWith(prefix)).sort().reverse().map((key) => {
-        try {
-            return JSON.parse(localStorage.getItem(key));
-        } catch {
-            return undefined;
-        }
-    }).filter(Boolean);
-}
+export const history = () => keys().reverse().map((key) => JSON.parse(localStorage.getItem(key)));
+const keys = () => Object.keys(localStorage).filter((key) => key.startsWith(prefix)).sort();
 
 function save(entry) {
-    const keys = Object.keys(localStorage).filter((key) => key.startsWith(prefix)).sort();
-    for (const key of keys.slice(0, Math.max(0, keys.length - entryLimit + 1))) localStorage.removeItem(key);
-    for (const oldest of [...keys, undefined]) {
+    for (const key of keys().slice(0, 1 - entryLimit)) localStorage.removeItem(key);
+    for (const oldest of [...keys(), undefined]) {
         try {
             localStorage.setItem(`${prefix}${entry.id}`, JSON.stringify(entry));
             return;
@@ -96,9 +88,7 @@ function save(entry) {
     say("The browser has no room for this request in the history.", true);
 }
 
-export function forget() {
-    for (const { id } of history()) localStorage.removeItem(`${prefix}${id}`);
-}
+export const forget = () => keys().forEach((key) => localStorage.removeItem(key));
 
 /** The lines of two texts: " same", "-only in the first", "+only in the second". */
 export function compare(first, second) {
