@@ -54,8 +54,9 @@ def left():
 
 
 def in_device(script):
-    server = [word for pid in running("release/tarrow_web 0 ") for word in open(f"/proc/{pid}/cmdline").read().split("\0")]
-    subprocess.run(["device/boot", "--enter", server[3], "sh", "-c", script], check=True)
+    [server] = set(left()[0]) - set(before[0])
+    device = open(f"/proc/{server}/cmdline").read().split("\0")[3]
+    subprocess.run(["device/boot", "--enter", device, "sh", "-c", script], check=True)
 
 
 def drive(path, **body):

@@ -1,17 +1,18 @@
 # What the system log and the serial console have gained since two positions, INODE-SIZE each. The first line has the
-# new positions.
+# new positions. Both files stay open meanwhile, since the system log's becomes messages.0 when it is full.
 limit=262144
-now() { stat -c %i-%s "$1"; }
-gained() { # FILE POSITION NOW
+exec 3< /var/log/messages 4< /var/log/console
+now() { stat -L -c %i-%s "/proc/self/fd/$1"; }
+gained() { # DESCRIPTOR POSITION NOW FILE-BEFORE
     size=${3#*-} from=${2#*-}
-    if [ "${2%-*}" != "${3%-*}" ]; then # the file has become another's predecessor
-        if [ "${2%-*}" = "$(stat -c %i "$1.0" 2> /dev/null)" ]; then tail -c "+$((from + 1))" "$1.0" | tail -c $limit; fi
+    if [ "${2%-*}" != "${3%-*}" ]; then
+        if [ "${2%-*}" = "$(stat -c %i "$4" 2> /dev/null)" ]; then tail -c "+$((from + 1))" "$4" | tail -c $limit; fi
         from=0
     fi
     if [ $((size - from)) -gt $limit ]; then from=$((size - limit)); fi
-    tail -c "+$((from + 1))" "$1" | head -c $((size - from))
+    tail -c "+$((from + 1))" "/proc/self/fd/$1" | head -c $((size - from))
 }
-messages=$(now /var/log/messages) console=$(now /var/log/console)
+messages=$(now 3) console=$(now 4)
 echo "$messages $console"
-gained /var/log/messages "$1" "$messages"
-gained /var/log/console "$2" "$console"
+gained 3 "$1" "$messages" /var/log/messages.0
+gained 4 "$2" "$console" ""
