@@ -141,8 +141,9 @@ try:
     expect("without the token", 403, call(origin["Origin"] + "/state"))
     expect("another method", 405, call(address + "state", method="PUT", **origin))
     if len(sys.argv) > 1:
-        drive("/window/rect", width=1280, height=1180)
-        browse("""await show("wan"); await press("run 0", "done"); named("all").click(); await read(); scrollTo(0, 0)""")
+        drive("/window/rect", width=1280, height=1900)
+        browse("""await show("wan"); const action = find("#device label:nth-of-type(2) select"); action.value = "plug";
+            action.form.oninput(); await press("run 0", "plug: done"); named("all").click(); await read(); await read(); scrollTo(0, 0)""")
         open(sys.argv[1], "wb").write(base64.b64decode(json.loads(call(session + "/screenshot"))["value"]))
 finally:
     if session:

@@ -74,7 +74,7 @@ std::string content_of(int file) {
 class request {
 public:
     explicit request(bool is_json)
-        : is_json_(is_json), timeline_([this](const trace::json &step) { show(step); }) {}
+        : is_json_(is_json), timeline_([this](const std::string &line) { show(line); }) {}
 
     /// Gives the host program's exit status, 1 when it could not be traced, -1 and errno when it
     /// could not be started.
@@ -93,18 +93,13 @@ public:
             errors += "tarrow_trace: the request ran, but could not be traced\n";
             status = 1;
         }
-        show({{"kind", "answer"},
-              {"text", content_of(answer_)},
-              {"status", status},
-              {"took", timeline_.took()},
-              {"errors", errors}});
+        timeline_.answer(content_of(answer_), status, errors);
         keep_output_open();
         return status;
     }
 
 private:
-    void show(const trace::json &object) {
-        const std::string line = object.dump(-1, ' ', false, trace::json::error_handler_t::replace);
+    void show(const std::string &line) {
         if (is_json_) {
             std::puts(line.c_str());
         } else {

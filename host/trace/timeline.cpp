@@ -81,12 +81,20 @@ const char *kind_of(const call &c) {
 
 } // namespace
 
-double timeline::took() const {
-    return rounded(took_);
+void timeline::show(const json &object) const {
+    show_(object.dump(-1, ' ', false, json::error_handler_t::replace));
+}
+
+void timeline::answer(const std::string &text, int status, const std::string &errors) const {
+    show({{"kind", "answer"},
+          {"text", text},
+          {"status", status},
+          {"took", rounded(took_)},
+          {"errors", errors}});
 }
 
 void timeline::take_error(double seconds, const std::string &line) {
-    show_({{"at", rounded(since_begin(seconds))}, {"kind", "error"}, {"text", line}});
+    show({{"at", rounded(since_begin(seconds))}, {"kind", "error"}, {"text", line}});
 }
 
 void timeline::take(const call &c) {
@@ -120,7 +128,7 @@ void timeline::add(const call &c, const char *kind, std::string text, const doub
     if (took != nullptr) {
         step["took"] = rounded(*took);
     }
-    show_(step);
+    show(step);
 }
 
 /// The arguments of a command are "sh", "-c" and a line.
@@ -135,11 +143,11 @@ void timeline::begin_command(const call &c) {
 void timeline::end_command(const call &c) {
     if (const auto ended = commands_.extract(c.result); !ended.empty()) {
         const command &run = ended.mapped();
-        show_({{"at", rounded(took_)},
-               {"kind", "ended"},
-               {"text", run.line},
-               {"took", rounded(took_ - run.begin)},
-               {"exit", exit_status(c.arguments)}});
+        show({{"at", rounded(took_)},
+              {"kind", "ended"},
+              {"text", run.line},
+              {"took", rounded(took_ - run.begin)},
+              {"exit", exit_status(c.arguments)}});
     }
 }
 

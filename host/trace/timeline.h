@@ -18,18 +18,19 @@ using json = nlohmann::ordered_json;
 /// begin and end. It leaves out what the settings store and the C library open for themselves.
 class timeline {
 public:
-    explicit timeline(std::function<void(const json &)> show) : show_(std::move(show)) {}
+    explicit timeline(std::function<void(const std::string &)> show) : show_(std::move(show)) {}
 
     void take(const call &c);
     /// A line that the library or a command wrote to standard error, and when, in seconds.
     void take_error(double seconds, const std::string &line);
 
+    /// The end: the answer, the host program's exit status, and what it and strace complained of.
+    void answer(const std::string &text, int status, const std::string &errors) const;
+
     /// Whether the handlers run: the first mark was seen, the second was not.
     [[nodiscard]] bool is_open() const { return has_begun_ && !has_ended_; }
     /// Whether both marks were seen.
     [[nodiscard]] bool is_complete() const { return has_ended_; }
-    /// Milliseconds from the first mark to the second, or to the program's last call.
-    [[nodiscard]] double took() const;
 
 private:
     struct command {
@@ -38,16 +39,17 @@ private:
     };
 
     [[nodiscard]] double since_begin(double seconds) const { return (seconds - begin_) * 1000; }
+    void show(const json &object) const;
     void add(const call &c, const char *kind, std::string text, const double *took = nullptr);
     void begin_command(const call &c);
     void end_command(const call &c);
     void take_file(const call &c);
     void take_other(const call &c);
 
-    std::function<void(const json &)> show_;
-    int host_ = 0;     // process
-    double begin_ = 0; // seconds; the others are milliseconds since then
-    double took_ = 0;
+    std::function<void(const std::string &)> show_; // takes a line of JSON
+    int host_ = 0;                                  // process
+    double begin_ = 0;   // seconds; the others are milliseconds since then
+    double took_ = 0;    // from the first mark to the second, or to the last call
     double written_ = 0; // when the statistics server was written to
     bool has_begun_ = false;
     bool has_ended_ = false;

@@ -84,7 +84,8 @@ export async function describe(module, docs) {
         elements.set(list, element);
     }
     for (const element of elements.values()) { // what a read request may say, and the answer does not
-        element.isParameter = element.isRead && !element.isPosted && Boolean(described && at(described, element.path)?.hasAttribute("get"));
+        element.isParameter = element.isRead && !element.isPosted && !element.fields &&
+            Boolean(described && at(described, element.path)?.hasAttribute("get"));
     }
     return { module, request: parse(request), elements: [...elements.values()] };
 }

@@ -12,7 +12,7 @@ export function showForm(state, changed) {
         make("tbody", {}, ...rows.length ? rows : [none])));
 }
 
-function heading(state, { path, meaning, values, empty, isRead, isParameter }, changed) {
+function heading(state, { path, meaning, values, empty, isRead }, changed) {
     const ask = make("input", { type: "checkbox", id: `ask ${path}`, "aria-label": `Ask for ${path}`, disabled: !state.read,
         checked: Boolean(state.read && at(state.read, path)) });
     ask.onchange = () => {
@@ -21,7 +21,7 @@ function heading(state, { path, meaning, values, empty, isRead, isParameter }, c
         changed("read");
     };
     const words = [values && `Values: ${values}.`, empty && `Empty: ${empty}.`].filter(Boolean).join(" ");
-    return [make("td", {}, ...isRead && !isParameter ? [ask] : []),
+    return [make("td", {}, ...isRead ? [ask] : []),
         make("th", { scope: "row" }, make("code", {}, path), make("p", {}, meaning ?? ""), make("small", {}, words))];
 }
 
@@ -39,12 +39,13 @@ function leafRow(state, element, changed) {
     const row = make("tr", {}, ...heading(state, element, changed), isShown ? value : make("td"), make("td"));
     if (!isPosted && !isParameter) return row;
     const sent = () => state[kind] && at(state[kind], path);
-    row.classList.toggle("changed", Boolean(sent()));
+    row.classList.toggle("changed", !isParameter && Boolean(sent()));
     row.lastChild.append(input(path, sent()?.textContent ?? stored ?? "", (text) => {
         const isChanged = text !== (stored ?? "");
-        if (isChanged) add(state[kind], path).textContent = text;
+        if (isChanged || isParameter) add(state[kind], path).textContent = text;
         else if (sent()) remove(sent());
-        row.classList.toggle("changed", isChanged);
+        if (isParameter) row.querySelector("[type=checkbox]").checked = true;
+        row.classList.toggle("changed", !isParameter && isChanged);
         changed(kind);
     }));
     row.querySelector("textarea").disabled = !state[kind];

@@ -15,7 +15,7 @@ function showAddress() {
     document.title = phases ? `${name} - Device` : "Device";
     find("nav [aria-current]")?.removeAttribute("aria-current");
     find(`nav [href="#${CSS.escape(name)}"]`)?.setAttribute("aria-current", "page");
-    if (name && !phases) say(`There is no module ${name}.`, true);
+    say(name && !phases ? `There is no module ${name}.` : "", true);
     showHistory();
     if (phases) showModule(name, phases, ids.slice(0, 2)).catch((error) => say(error.message, true));
 }
@@ -74,7 +74,6 @@ call("modules", {}, (lines) => {
         const cells = ["pre-set", "post-set", "pre-get", "post-get"].map((phase) => make("td", {}, ...breakable(phases[phase] ?? "")));
         return make("tr", {}, make("th", { scope: "row" }, link(name)), ...cells);
     }));
-    say("");
     addEventListener("hashchange", showAddress);
     showAddress();
 }).catch((error) => say(error.message, true));
