@@ -25,8 +25,9 @@
 #include <unistd.h>
 
 #include "../host/library.h"
-#include "../host/page.h"
+#include "../host/page_schema.h"
 #include "../host/request.h"
+#include "../host/table.h"
 #include "cfgdb.h"
 
 extern "C" void *__libc_malloc(std::size_t size);
@@ -81,20 +82,40 @@ Function next(Function /*own*/, const char *name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-/// A handler call of the library, between its marks.
+/// A call of the library, between its marks.
+class library_call {
+public:
+    explicit library_call(const char *name) : name_(name), before_(heap) {
+        highest = heap;
+        is_in_library = true;
+        mark("library");
+    }
+    library_call(const library_call &) = delete;
+    library_call &operator=(const library_call &) = delete;
+    ~library_call() {
+        mark("end");
+        is_in_library = false;
+        if (highest - before_ > most) {
+            most = highest - before_;
+            greediest = name_;
+        }
+    }
+
+private:
+    const char *name_;
+    long before_;
+};
+
 template <auto host::library::*Call>
 int marked(const char *module, int flags, dc_args_t *args) {
-    const long before = highest = heap;
-    is_in_library = true;
-    mark("library");
-    const int result = (real.*Call)(module, flags, args);
-    mark("end");
-    is_in_library = false;
-    if (highest - before > most) {
-        most = highest - before;
-        greediest = module;
-    }
-    return result;
+    const library_call call(module);
+    return (real.*Call)(module, flags, args);
+}
+
+/// The same for a handler that the host program calls itself.
+int marked_handler(const char * /*phase*/, tarrow_handler_t *handler, int flags, dc_args_t *args) {
+    const library_call call(host::name_of(handler));
+    return handler(flags, args);
 }
 
 bool answer(const host::library &lib, const std::string &line) {
@@ -105,11 +126,21 @@ bool answer(const host::library &lib, const std::string &line) {
     std::string reason;
     words >> command >> module;
     std::getline(words >> std::ws, text);
-    const host::page page(module);
-    const host::tree request = text.empty() ? page.full_request() : host::parse(text, reason);
+    const host::page_schema schema(module);
+    const host::tree request = text.empty() ? schema.full_request() : host::parse(text, reason);
     mark(("request " + command + " " + module).c_str());
-    return request && (command == "get" ? host::get(lib, page, module, request.get(), reason)
-                                        : host::set(lib, page, module, request.get(), reason));
+    if (!request) {
+        return false;
+    }
+    if (command == "get") {
+        return host::get(lib, schema, module, request.get(), reason);
+    }
+    for (const applet_info &row : host::rows(lib)) {
+        if (module == row.di_modname) {
+            return host::set(lib, schema, row, request.get(), marked_handler, reason);
+        }
+    }
+    return false;
 }
 
 /// A number of KiB of this process, of the mappings whose name holds a text ("": of all).

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "tarrow_applets.h"
 
@@ -15,8 +14,6 @@ struct library {
     decltype(&tarrow_call_module_post_set_handler) post_set;
     decltype(&tarrow_call_module_pre_get_handler) pre_get;
     decltype(&tarrow_call_module_post_get_handler) post_get;
-    decltype(&__tarrow_call_module_pre_set_handler) row_pre_set;
-    decltype(&__tarrow_call_module_post_set_handler) row_post_set;
     decltype(&tarrow_call_module_get_delimiters) get_delimiters;
     decltype(&dl_dlist_init) dlist_init;
     decltype(&dl_count_meta_fields) count_meta_fields;
@@ -28,16 +25,7 @@ struct library {
     decltype(&dl_free_dlist) free_dlist;
 };
 
-/// Loads libtarrow_modules.so for the life of the process. On failure gives false and the reason.
+/// Loads libtarrow_modules.so for the life of the process. False and the reason on failure.
 bool load(library &lib, std::string &reason);
-
-/// All rows of the applet table; none when memory runs out.
-std::vector<applet_info> rows(const library &lib);
-
-/// The exported name of a handler of the library.
-const char *name_of(tarrow_handler_t *handler);
-
-/// Prints the applet table.
-void print_table(const library &lib);
 
 } // namespace host

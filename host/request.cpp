@@ -1,10 +1,10 @@
 #include "request.h"
 
-#include <functional>
 #include <memory>
 #include <optional>
 
 #include "cfgdb.h"
+#include "table.h"
 
 namespace host {
 namespace {
@@ -14,7 +14,7 @@ qstr_t counted(const std::string &text) {
             reinterpret_cast<unsigned char *>(const_cast<char *>(text.c_str()))};
 }
 
-/// Reads a setting; nothing when it is absent. Gives false when the store cannot be opened.
+/// Reads a setting; no value when it is absent. False when the store cannot be opened.
 bool load_value(const std::string &module, const std::string &path,
                 std::optional<std::string> &value) {
     cfgdb_handle_t *handle = cfgdb_open(module.c_str());
@@ -30,17 +30,17 @@ bool load_value(const std::string &module, const std::string &path,
 
 using visitor = std::function<void(const std::string &path, element_kind kind, mxml_node_t *)>;
 
-/// Visits the lists and the elements without child elements below an element.
-void visit(const page &module_page, mxml_node_t *parent, const std::string &prefix,
-           const visitor &use) {
+/// Visits the lists, and the elements without child elements, below an element.
+void for_each_leaf(const page_schema &schema, mxml_node_t *parent, const std::string &prefix,
+                   const visitor &visit) {
     for (mxml_node_t *element = first_element(parent); element != nullptr;
          element = next_element(element)) {
         const std::string path = prefix + mxmlGetElement(element);
-        const element_kind kind = module_page.kind(path);
+        const element_kind kind = schema.kind(path);
         if (kind == element_kind::list || first_element(element) == nullptr) {
-            use(path, kind, element);
+            visit(path, kind, element);
         } else {
-            visit(module_page, element, path + ".", use);
+            for_each_leaf(schema, element, path + ".", visit);
         }
     }
 }
@@ -87,45 +87,45 @@ std::string posted_text(mxml_node_t *element) {
 
 } // namespace
 
-std::vector<std::string> unknown_elements(const page &module_page, mxml_node_t *request) {
+std::vector<std::string> unknown_elements(const page_schema &schema, mxml_node_t *request) {
     std::vector<std::string> paths;
-    visit(module_page, request, "",
-          [&](const std::string &path, element_kind kind, mxml_node_t * /*element*/) {
-              if (kind == element_kind::unknown) {
-                  paths.push_back(path);
-              }
-          });
+    for_each_leaf(schema, request, "",
+                  [&](const std::string &path, element_kind kind, mxml_node_t * /*element*/) {
+                      if (kind == element_kind::unknown) {
+                          paths.push_back(path);
+                      }
+                  });
     return paths;
 }
 
-bool get(const library &lib, const page &module_page, const std::string &module,
+bool get(const library &lib, const page_schema &schema, const std::string &module,
          mxml_node_t *request, std::string &reason) {
     bool is_open = true;
     std::optional<std::string> value;
-    visit(module_page, request, "",
-          [&](const std::string &path, element_kind kind, mxml_node_t *element) {
-              const bool is_stored = kind == element_kind::setting || kind == element_kind::unknown;
-              if (is_stored && mxmlGetFirstChild(element) == nullptr) {
-                  is_open = load_value(module, path, value) && is_open;
-                  if (value) {
-                      mxmlNewOpaque(element, value->c_str());
-                  }
-              }
-          });
+    for_each_leaf(
+        schema, request, "", [&](const std::string &path, element_kind kind, mxml_node_t *element) {
+            const bool is_stored = kind == element_kind::setting || kind == element_kind::unknown;
+            if (is_stored && mxmlGetFirstChild(element) == nullptr) {
+                is_open = load_value(module, path, value) && is_open;
+                if (value) {
+                    mxmlNewOpaque(element, value->c_str());
+                }
+            }
+        });
     dc_args_t args = {TARROW_CB_ARGS_XML, {.dc_subnode = request}, nullptr};
     lib.pre_get(module.c_str(), TARROW_ACTION_GET, &args);
-    visit(module_page, request, "",
-          [&](const std::string &path, element_kind kind, mxml_node_t *element) {
-              if (kind != element_kind::list) {
-                  return;
-              }
-              list_table table(lib, module, module_page.fields(path));
-              is_open = load_value(module, path, value) && is_open;
-              table.parse(value.value_or(""));
-              dc_args_t list_args = {TARROW_CB_ARGS_DLIST, {.dc_dlist = table.get()}, nullptr};
-              lib.post_get(module.c_str(), TARROW_ACTION_GETLIST, &list_args);
-              lib.dlist_to_xmllist(table.get(), element);
-          });
+    for_each_leaf(
+        schema, request, "", [&](const std::string &path, element_kind kind, mxml_node_t *element) {
+            if (kind != element_kind::list) {
+                return;
+            }
+            list_table table(lib, module, schema.fields(path));
+            is_open = load_value(module, path, value) && is_open;
+            table.parse(value.value_or(""));
+            dc_args_t list_args = {TARROW_CB_ARGS_DLIST, {.dc_dlist = table.get()}, nullptr};
+            lib.post_get(module.c_str(), TARROW_ACTION_GETLIST, &list_args);
+            lib.dlist_to_xmllist(table.get(), element);
+        });
     lib.post_get(module.c_str(), TARROW_ACTION_GET, &args);
     if (!is_open) {
         reason = "the settings store cannot be opened";
@@ -133,38 +133,57 @@ bool get(const library &lib, const page &module_page, const std::string &module,
     return is_open;
 }
 
-bool set(const library &lib, const page &module_page, const std::string &module,
-         mxml_node_t *request, std::string &reason) {
+handler_call record_results(std::vector<std::string> &handler_errors) {
+    return [&](const char *phase, tarrow_handler_t *handler, int flags, dc_args_t *args) {
+        const int result = handler(flags, args);
+        if (result != 0) {
+            handler_errors.push_back(std::string(phase) + ": " + name_of(handler) + "() answered " +
+                                     std::to_string(result));
+        }
+        return result;
+    };
+}
+
+bool set(const library &lib, const page_schema &schema, const applet_info &row,
+         mxml_node_t *request, const handler_call &call_handler, std::string &reason) {
+    const std::string module = row.di_modname;
     dc_args_t args = {TARROW_CB_ARGS_XML, {.dc_subnode = request}, nullptr};
-    if (lib.pre_set(module.c_str(), TARROW_ACTION_SET, &args) != 0) {
+    // The dispatch operations run scripts here, but not handlers: they drop what a handler returns.
+    if (row.di_handler_pre_set_func != nullptr) {
+        call_handler("pre-set", row.di_handler_pre_set_func, TARROW_ACTION_SET, &args);
+    } else if (lib.pre_set(row.di_modname, TARROW_ACTION_SET, &args) != 0) {
         reason = "the request's temporary file could not be created";
         return false;
     }
-    cfgdb_handle_t *store = cfgdb_open(module.c_str());
+    cfgdb_handle_t *store = cfgdb_open(row.di_modname);
     bool is_stored = store != nullptr;
-    visit(module_page, request, "",
-          [&](const std::string &path, element_kind kind, mxml_node_t *element) {
-              if ((kind != element_kind::setting && kind != element_kind::list) ||
-                  store == nullptr) {
-                  return;
-              }
-              std::string text = posted_text(element);
-              if (kind == element_kind::list) {
-                  list_table table(lib, module, module_page.fields(path));
-                  std::optional<std::string> stored;
-                  is_stored = load_value(module, path, stored) && is_stored;
-                  table.parse(stored.value_or(""));
-                  lib.xmllist_to_dlist(element, table.get());
-                  text = table.text();
-              }
-              const qstr_t key = counted(path);
-              const qstr_t value = counted(text);
-              is_stored = cfgdb_set(store, &key, &value) == 0 && is_stored;
-          });
+    for_each_leaf(schema, request, "",
+                  [&](const std::string &path, element_kind kind, mxml_node_t *element) {
+                      const bool is_list = kind == element_kind::list;
+                      if (store == nullptr || (!is_list && kind != element_kind::setting)) {
+                          return;
+                      }
+                      std::string text = posted_text(element);
+                      if (is_list) {
+                          list_table table(lib, module, schema.fields(path));
+                          std::optional<std::string> stored;
+                          is_stored = load_value(module, path, stored) && is_stored;
+                          table.parse(stored.value_or(""));
+                          lib.xmllist_to_dlist(element, table.get());
+                          text = table.text();
+                      }
+                      const qstr_t key = counted(path);
+                      const qstr_t value = counted(text);
+                      is_stored = cfgdb_set(store, &key, &value) == 0 && is_stored;
+                  });
     if (store != nullptr) {
         is_stored = cfgdb_close(store) == 0 && is_stored;
     }
-    lib.post_set(module.c_str(), TARROW_ACTION_SET, &args);
+    if (row.di_handler_post_set_func != nullptr) {
+        call_handler("post-set", row.di_handler_post_set_func, TARROW_ACTION_SET, &args);
+    } else {
+        lib.post_set(row.di_modname, TARROW_ACTION_SET, &args);
+    }
     if (!is_stored) {
         reason = "the settings store did not take the values";
     }

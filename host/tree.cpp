@@ -1,18 +1,18 @@
 #include "tree.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 namespace host {
 namespace {
 
-constexpr int deepest = 100; // levels of elements in a request
-
-constexpr char wrapper[] = "tarrow_host.request";
+constexpr int depth_limit = 100; // levels of elements in a request
 
 std::string parse_error;
 
@@ -44,14 +44,14 @@ bool is_markup(mxml_node_t *node) {
 
 int depth_of(mxml_node_t *node) {
     int depth = 0;
-    while ((node = mxmlGetParent(node)) != nullptr && depth <= deepest) {
+    while ((node = mxmlGetParent(node)) != nullptr && depth <= depth_limit) {
         ++depth;
     }
     return depth;
 }
 
-/// Brings a parsed tree into the daemon's form: texts are opaque nodes, and beside elements stands
-/// nothing. Gives false for a tree that is deeper than any page.
+/// Brings a parsed tree into the daemon's form: each text is an opaque node, and there is no white
+/// space between elements. False for a tree that is deeper than any page.
 bool normalise(mxml_node_t *root) {
     for (mxml_node_t *node = root; node != nullptr;) {
         mxml_node_t *next = mxmlWalkNext(node, root, MXML_DESCEND);
@@ -61,7 +61,7 @@ bool normalise(mxml_node_t *root) {
         }
         const bool is_between_elements = mxmlGetType(node) == MXML_OPAQUE &&
                                          is_blank(mxmlGetOpaque(node)) && has_element(parent);
-        if (depth_of(node) > deepest) {
+        if (depth_of(node) > depth_limit) {
             return false;
         }
         if (is_markup(node) || is_between_elements) {
@@ -84,8 +84,8 @@ std::string at_line(int line, const std::string &fault) {
     return "line " + std::to_string(line) + ": " + fault;
 }
 
-/// The length of the UTF-8 character that a text begins with; 0 for none, or one that XML does not
-/// allow.
+/// The length of the UTF-8 character that starts there; 0 for bytes that are no character, and for
+/// characters that XML does not allow.
 std::size_t character_length(const std::string &text, std::size_t start) {
     const auto byte = [&](std::size_t i) -> unsigned {
         return start + i < text.size() ? static_cast<unsigned char>(text[start + i]) : 0;
@@ -111,14 +111,14 @@ std::size_t character_length(const std::string &text, std::size_t start) {
     return is_longer_than_needed || is_none ? 0 : length;
 }
 
-/// What is wrong with a text's bytes, with its line; empty for nothing.
+/// The first byte that is wrong in XML, with its line, as a message; empty for none.
 std::string character_fault(const std::string &text) {
     int line = 1;
     for (std::size_t i = 0, length = 0; i < text.size(); i += length) {
         length = character_length(text, i);
         if (length == 0) {
             char fault[60];
-            std::snprintf(fault, sizeof(fault), "the byte 0x%02x is no text of XML in UTF-8",
+            std::snprintf(fault, sizeof(fault), "the byte 0x%02x cannot stand in XML in UTF-8",
                           text[i] & 0xff);
             return at_line(line, fault);
         }
@@ -127,31 +127,92 @@ std::string character_fault(const std::string &text) {
     return "";
 }
 
-/// The parser's error for a person, who wrote no wrapper, its line first.
-std::string plain(const std::string &error) {
-    char closed[100] = "";
-    char parent[100] = "";
-    int line = 0;
-    const std::size_t where = error.rfind(" on line ");
-    if (where == std::string::npos) {
-        return "a tag is open at its end";
+/// The position after a tag, comment or the like that starts there; npos when it is not closed.
+std::size_t end_of_markup(const std::string &text, std::size_t start) {
+    constexpr std::array<std::array<const char *, 2>, 4> markup = {
+        {{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}, {"<!", ">"}}};
+    for (const auto &[open, close] : markup) {
+        if (text.compare(start, std::strlen(open), open) == 0) {
+            const std::size_t end = text.find(close, start + std::strlen(open));
+            return end == std::string::npos ? end : end + std::strlen(close);
+        }
     }
-    std::sscanf(error.c_str() + where, " on line %d", &line);
-    if (std::sscanf(error.c_str(), "Mismatched close tag </%99[^>]> under parent <%99[^>]", closed,
-                    parent) == 2) {
-        const std::string end = std::string("</") + closed + ">";
-        return at_line(line, std::strcmp(closed, wrapper) == 0
-                                 ? std::string("<") + parent + "> is not closed"
-                             : std::strcmp(parent, wrapper) == 0
-                                 ? end + " closes nothing"
-                                 : end + " stands where </" + parent + "> has to");
+    char quote = '\0';
+    for (std::size_t at = start; at < text.size(); ++at) {
+        const char c = text[at];
+        if (quote == '\0' && c == '>') {
+            return at + 1;
+        }
+        if (c == quote) {
+            quote = '\0';
+        } else if (quote == '\0' && (c == '"' || c == '\'')) {
+            quote = c;
+        }
     }
-    if (error.find("haracter ") != std::string::npos) {
-        return at_line(
-            line, "an \"&\" begins no character that there is; for itself it is written \"&amp;\"");
+    return std::string::npos;
+}
+
+/// Whether each "&" in a text begins a character that XML knows.
+bool has_valid_references(const std::string &text) {
+    constexpr std::array<const char *, 6> references = {"amp;",  "lt;",   "gt;",
+                                                        "quot;", "apos;", "#"};
+    for (std::size_t at = 0; (at = text.find('&', at)) != std::string::npos;) {
+        ++at;
+        if (std::none_of(references.begin(), references.end(), [&](const char *reference) {
+                return text.compare(at, std::strlen(reference), reference) == 0;
+            })) {
+            return false;
+        }
     }
-    return at_line(line, error.find(wrapper) == std::string::npos ? error.substr(0, where)
-                                                                  : "an element has no name");
+    return true;
+}
+
+/// The first tag that does not fit, with its line, as a message; empty when there is one element
+/// and all tags fit. The parser accepts more than that, and names no line for it.
+std::string tag_fault(const std::string &text) {
+    std::vector<std::string> open; // elements
+    bool has_element = false;
+    int line = 1;
+    for (std::size_t at = 0, end = 0; at < text.size(); at = end) {
+        const bool is_markup = text[at] == '<';
+        end = is_markup ? end_of_markup(text, at) : std::min(text.find('<', at), text.size());
+        if (end == std::string::npos) {
+            return at_line(line, "a tag or a quote is not closed");
+        }
+        const std::string part = text.substr(at, end - at);
+        const bool is_outside = open.empty() && (is_markup ? has_element : !is_blank(part.c_str()));
+        const std::string name =
+            is_markup ? part.substr(1, part.find_first_of(" \t\r\n/>", 2) - 1) : "!";
+        const bool is_end = name[0] == '/';
+        if (is_end && open.empty()) {
+            return at_line(line, "<" + name + "> closes nothing");
+        }
+        if (is_end && name.substr(1) != open.back()) {
+            return at_line(line, "<" + name + "> stands where </" + open.back() + "> belongs");
+        }
+        if (name[0] == '>' || name == "/") {
+            return at_line(line, "an element has no name");
+        }
+        if (is_outside && (!is_markup || std::strchr("?!", name[0]) == nullptr)) {
+            return at_line(line, "there is something beside the module's element");
+        }
+        if (part[1] != '!' && !has_valid_references(part)) {
+            return at_line(line,
+                           R"("&" begins no known character; write "&amp;" for the sign itself)");
+        }
+        if (is_end) {
+            open.pop_back();
+        } else if (is_markup && std::strchr("?!", name[0]) == nullptr) {
+            has_element = true;
+            if (part[part.size() - 2] != '/') {
+                open.push_back(name);
+            }
+        }
+        line += static_cast<int>(std::count(part.begin(), part.end(), '\n'));
+    }
+    return !open.empty()  ? at_line(line, "<" + open.back() + "> is not closed")
+           : !has_element ? "it holds no element"
+                          : "";
 }
 
 const char *indentation(mxml_node_t *node, int where) {
@@ -209,34 +270,27 @@ mxml_node_t *next_element(mxml_node_t *element) {
 
 tree parse(const std::string &text, std::string &reason) {
     reason = character_fault(text);
+    reason = reason.empty() ? tag_fault(text) : reason;
     if (!reason.empty()) {
         return nullptr;
     }
-    // Within an element of its own a request that is not closed, or not alone, is found out.
-    const std::string wrapped = std::string("<") + wrapper + ">" + text + "</" + wrapper + ">";
+    // The parser wants a root, and comments may stand beside the module's element.
     parse_error.clear();
     mxmlSetErrorCallback(keep_error);
-    const tree document(mxmlLoadString(nullptr, wrapped.c_str(), MXML_OPAQUE_CALLBACK));
+    const tree document(
+        mxmlLoadString(nullptr, ("<request>" + text + "</request>").c_str(), MXML_OPAQUE_CALLBACK));
     mxmlSetErrorCallback(nullptr);
-    if (!parse_error.empty() || !document) {
-        reason = parse_error.empty() ? "a quote or a tag is open at its end" : plain(parse_error);
-        return nullptr;
-    }
     tree root;
-    for (mxml_node_t *node = mxmlGetFirstChild(document.get()); node != nullptr;) {
-        mxml_node_t *next = mxmlGetNextSibling(node);
-        if (is_element(node) && !is_markup(node) && !root) {
-            mxmlRemove(node);
-            root.reset(node);
-        } else if (!is_markup(node) && !is_blank(mxmlGetOpaque(node))) {
-            reason = "there is something beside its element";
-        }
-        node = next;
+    mxml_node_t *node = document ? mxmlGetFirstChild(document.get()) : nullptr;
+    while (node != nullptr && (!is_element(node) || is_markup(node))) {
+        node = mxmlGetNextSibling(node);
     }
-    if (!reason.empty() || !root) {
-        reason = reason.empty() ? "it holds no element" : reason;
+    if (!parse_error.empty() || node == nullptr) {
+        reason = "the XML parser says: " + parse_error;
         return nullptr;
     }
+    mxmlRemove(node);
+    root.reset(node);
     if (!normalise(root.get())) {
         reason = "its elements are nested too deeply";
         return nullptr;
@@ -280,15 +334,25 @@ tree from_words(const std::string &module, char *const *words, int count, std::s
         const std::string word = words[i];
         const std::size_t end = word.find('=');
         if (end == std::string::npos || end == 0) {
-            reason = "'" + word + "' is no key=value, nor a file";
+            reason = "'" + word + "' is neither KEY=VALUE nor a file";
             return nullptr;
         }
         if (!add_at(root.get(), word.substr(0, end), word.c_str() + end + 1)) {
-            reason = "'" + word.substr(0, end) + "' is no name of an element, or stands twice";
+            reason =
+                "'" + word.substr(0, end) + "' is not the name of an element, or is given twice";
             return nullptr;
         }
     }
     return root;
+}
+
+std::string read_stream(FILE *stream) {
+    std::string content;
+    std::array<char, 4096> piece;
+    for (std::size_t n = 0; (n = std::fread(piece.data(), 1, piece.size(), stream)) > 0;) {
+        content.append(piece.data(), n);
+    }
+    return content;
 }
 
 bool read_file(const std::string &path, std::string &content, std::string &reason) {
@@ -299,10 +363,7 @@ bool read_file(const std::string &path, std::string &content, std::string &reaso
         reason = "cannot open " + path + ": " + std::strerror(errno);
         return false;
     }
-    char piece[4096];
-    for (std::size_t n = 0; (n = std::fread(piece, 1, sizeof(piece), stream)) > 0;) {
-        content.append(piece, n);
-    }
+    content = read_stream(stream);
     if (std::ferror(stream) != 0) {
         reason = "cannot read " + path;
         return false;

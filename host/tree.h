@@ -1,6 +1,7 @@
 // XML trees as the daemon hands them to its modules.
 #pragma once
 
+#include <cstdio>
 #include <memory>
 #include <mxml.h>
 #include <string>
@@ -12,33 +13,37 @@ struct delete_tree {
 };
 using tree = std::unique_ptr<mxml_node_t, delete_tree>;
 
-/// Parses a request into the form that the daemon gives its modules: comments and the white space
-/// between elements are left out, each text is one opaque node. On failure gives null and the
-/// reason, with its line.
+/// Parses a request into the form that the daemon gives to its modules: no comments, no white space
+/// between elements, and one opaque node for each text. Null and the reason, with its line, when
+/// the text is not one well-formed element.
 tree parse(const std::string &text, std::string &reason);
 
-/// What an element without child elements holds, whatever the type of its nodes.
+/// The text in an element without child elements, whatever the types of its nodes.
 std::string text_of(mxml_node_t *element);
 
-/// The text of an answer, an element a line.
+/// An answer as XML, one element per line.
 std::string serialise(mxml_node_t *root);
 
-/// The element at a dotted path below one, or null.
+/// The element at a dotted path below another, or null.
 mxml_node_t *find_at(mxml_node_t *element, const std::string &path);
 
-/// Adds a text, or null for none, at a dotted path below an element. Gives false when a part of the
-/// path is no name or already has a text.
+/// Adds an element with a text (null for none) at a dotted path below another. False when the path
+/// has a part that is no name, or leads through or to an element that has a text.
 bool add_at(mxml_node_t *element, const std::string &path, const char *text);
 
-/// The first direct child element, or the next element after one; null for none.
+/// The first child element, and the next element beside one; null for none.
 mxml_node_t *first_element(mxml_node_t *parent);
 mxml_node_t *next_element(mxml_node_t *element);
 
-/// A request made of "key=value" words, dots in a key leading into nested elements. Null and the
-/// reason for a word without a key.
+/// A request made from "key=value" words; dots in a key lead into nested elements. Null and the
+/// reason for a word that has no such form.
 tree from_words(const std::string &module, char *const *words, int count, std::string &reason);
 
-/// The whole content of a file, or of standard input for "-". Gives false and the reason.
+/// Everything that can be read from a stream.
+std::string read_stream(FILE *stream);
+
+/// The content of a file, or of standard input for "-". False and the reason when it cannot be
+/// read.
 bool read_file(const std::string &path, std::string &content, std::string &reason);
 
 } // namespace host

@@ -1,23 +1,25 @@
 #!/usr/bin/env python3
-"""The device's page in a real browser, and what other pages get of it: web_test.py [FILE to leave a picture in]"""
+"""The device's page in a real browser, and what others get of it: web_test.py [FILE to leave a picture in]"""
 import base64, errno, json, os, re, signal, socket, subprocess, sys, tempfile, time, urllib.error, urllib.request
 
 os.chdir(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 START = """. tools/setup.sh; . tools/device.sh; record=build/device/web_test
     build release tarrow_modules cfgdb_cmd stat_server tarrow_host tarrow_trace tarrow_web && serve_device 0"""
 SCRIPT = """return (async () => {
-    const find = (selector) => document.querySelector(selector);
-    const until = async (test) => { while (!test()) await new Promise((go) => setTimeout(go, 20)); };
-    const press = (button, text) => { find(button).click(); return until(() => message.textContent.includes(text)); };
-    const show = (name) => { location.hash = name; return until(() => find("#xml").value.startsWith(`<${name}`)); };
-    const fill = (input, text) => Object.assign(find(input), { value: text }).dispatchEvent(
-        new Event("input", { bubbles: true }));
-    const read = async (...names) => { await press("[value=get]", "answered in");
-        const rows = [...find("#answer tbody").rows].map((row) => [...row.cells].map((cell) => cell.textContent));
-        return names.map((name) => Object.fromEntries(rows)[name]); };
-    const ran = (which) => [...document.querySelectorAll(`.timeline:nth-child(${which}) .command`)]
-        .map((row) => row.dataset.text);
+    const find = (selector) => document.querySelector(selector), named = (id) => document.getElementById(id);
+    const until = async (test) => { for (let tries = 1500; !test(); await new Promise((go) => setTimeout(go, 20)))
+        if (!tries--) throw new Error(`still not: ${test}; it says: ${named("message").textContent}`); };
+    const says = (text) => until(() => named("message").textContent.includes(text));
+    const show = async (name) => { location.hash = name; await until(() => named("name").textContent === name &&
+        named("read-xml").value.startsWith(`<${name}`) && !named("read").disabled); };
+    const press = (id, text) => { named("message").textContent = ""; named(id).click(); return says(text); };
+    const fill = (id, text) => Object.assign(named(id), { value: text }).dispatchEvent(new Event("input", { bubbles: true }));
+    const read = async (...paths) => { await press("read", "answered in");
+        return paths.map((path) => named(`ask ${path}`).closest("tr").querySelector(".value").textContent); };
+    const ran = (which) => [...document.querySelectorAll(".waterfall")[which]?.querySelectorAll(".command code") ?? []]
+        .map((row) => row.textContent);
     %s })()"""
+CONTROL, ENTER, ESCAPE = "\ue009", "\ue007", "\ue00c"
 MARKUP = "<img src=x onerror=document.title='run'>"
 failures, started, session = [], [], None
 scratch = tempfile.TemporaryDirectory(ignore_cleanup_errors=True) # for the browser, which leaves things behind
@@ -29,7 +31,7 @@ def expect(name, wanted, got):
 
 
 def start(command, pattern):
-    """Starts a command and reads on to the line that tells where it listens."""
+    """Starts a command and reads on to the line that says where it listens."""
     started.append(subprocess.Popen(command, stdout=subprocess.PIPE, text=True))
     return next(filter(None, (re.search(pattern, line) for line in started[-1].stdout)))[1]
 
@@ -43,62 +45,105 @@ def call(url, body=None, method=None, **headers):
 
 
 def running(pattern):
-    return subprocess.run(["pgrep", "-f", pattern], capture_output=True).stdout
+    return subprocess.run(["pgrep", "-f", pattern], capture_output=True, text=True).stdout.split()
 
 
 def left():
     """The server's processes, and this machine's mounts."""
-    return running("/project/build/release/tarrow_(web|trace)"), open("/proc/mounts").read()
+    return running(os.getcwd() + "/build/release/tarrow_web"), open("/proc/mounts").read()
+
+
+def in_device(script):
+    [server] = set(left()[0]) - set(before[0])
+    device = open(f"/proc/{server}/cmdline").read().split("\0")[3]
+    subprocess.run(["device/boot", "--enter", device, "sh", "-c", script], check=True)
 
 
 def drive(path, **body):
-    return json.loads(call(session + path, json.dumps(body).encode()))["value"]
+    try:
+        return json.load(urllib.request.urlopen(session + path, json.dumps(body).encode()))["value"]
+    except urllib.error.HTTPError as error:
+        raise RuntimeError(json.load(error)["value"]["message"]) from error
 
 
 def browse(script):
     return drive("/execute/sync", script=SCRIPT % script, args=[])
 
 
+def type_keys(*keys):
+    drive("/actions", actions=[{"type": "key", "id": "keys", "actions": [
+        {"type": kind, "value": key} for kind in ("keyDown", "keyUp") for key in keys]}])
+
+
 before = left()
 try:
-    address = start(["env", "-u", "TARROW_GROUP", "--default-signal=INT,QUIT", "bash", "-c", START], r"(http.*)/")
+    address = start(["env", "-u", "TARROW_GROUP", "--default-signal=INT,QUIT", "bash", "-c", START], r"(http.*/)$")
     driver = ["env", f"TMPDIR={scratch.name}", f"HOME={scratch.name}", "chromedriver", "--port=0"]
     session = f"http://127.0.0.1:{start(driver, r'on port ([0-9]+)[.]')}/session"
     arguments = ["--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--window-size=1280,1000"]
     session += "/" + drive("", capabilities={"alwaysMatch": {
         "goog:chromeOptions": {"args": arguments}, "timeouts": {"script": 300000},
         "goog:loggingPrefs": {"browser": "ALL"}}})["sessionId"]
-    drive("/url", url=address + "/")
+    drive("/url", url=address)
     browse('await until(() => find("nav a")); await show("wan")')
-    read = 'return read("wan_conn_status", "ip4")'
-    expect("wan", ["connected", "10.64.1.2"], browse(read))
-    commands = browse("return ran(1)")
-    expect("what it ran", ["/usr/app/get_wan_interface.sh", "/etc/init.d/get_wan_connection_status.sh ccinet0 1"],
-           commands[1:3])
-    browse('await press("#device form button", "cable ccinet0 pull: done")')
-    expect("wan without its cable", ["disconnected", "0.0.0.0"], browse(read))
-    expect("beside it, what the one before ran", commands, browse("return ran(2)"))
-    browse(f'await show("wlan_settings"); fill("[name=ssid]", "{MARKUP}"); await press("[value=set]", "answered in")')
-    expect("what a post ran", ["/etc/init.d/wlan_settings_pre_set.sh", "/etc/init.d/wlan_settings_post_set.sh"],
-           browse('return ran(1).map((line) => line.split(" ")[0])'))
-    expect("a network whose name is markup", [MARKUP, 0, "The device"], browse("""find("[type=reset]").click();
-        return [...await read("ssid"), document.images.length, document.title]"""))
-    browse("""await show("diagnostic"); fill("[name=command]", "ping"); fill("[name=arg]", "10.64.1.147");
-        find("[value=set]").click(); await until(() => ran(1).length); await press("#stop", "stopped")""")
+    expect("wan", ["connected", "10.64.1.2"], browse('return read("wan_conn_status", "ip4")'))
+    commands = browse("return ran(0)")
+    expect("what it ran", "/usr/app/get_wan_interface.sh", commands[0])
+    browse('named("device").open = true; await press("run 0", "cable ccinet0 pull: done")')
+    expect("the state beside the control", True, browse('await until(() => /ccinet0 pulled/.test(find("[data-kinds=cable]").textContent)); return true'))
+    expect("wan without its cable", ["disconnected"], browse('return read("wan_conn_status")'))
+    expect("beside it, what the one before ran", commands, browse("return ran(1)"))
+    expect("a text typed into a read", ["cellular"],
+           browse('fill("read-xml", "<wan><proto>dhcp</proto></wan>"); return read("proto")'))
+
+    expect("a fresh module cannot be written", True, browse('await show("lan"); return named("write").disabled'))
+    written = "<lan>\n  <ip>192.168.1.9</ip>\n</lan>"
+    expect("a change alone is written", written, browse('fill("new ip", "192.168.1.9"); return named("write-xml").value'))
+    drive("/refresh")
+    expect("after a reload", written, browse('await says("Read lan"); return named("write-xml").value'))
+    expect("after the write", ["192.168.1.9", "255.255.255.0"],
+           browse('named("write").focus(); await press("write", "Write lan"); return read("ip", "mask")'))
+    expect("a record is deleted, one added", ["02:00:00:00:00:07", "02:00:00:00:01:66"], browse("""
+        named("Delete fixed_leases 1").click(); named("Add fixed_leases record").click();
+        fill("new fixed_leases new 1 mac", "02:00:00:00:00:07"); await press("write", "Write lan"); await read();
+        return [...named("Add fixed_leases record").previousSibling.tBodies[0].rows].map((row) => row.cells[0].textContent)"""))
+    browse(f'await show("wlan_settings"); fill("new ssid", "{MARKUP}"); await press("write", "Write wlan_settings")')
+    expect("a network whose name is markup", [MARKUP, 0, "wlan_settings - Device"],
+           browse('return [...await read("ssid"), document.images.length, document.title]'))
+
+    browse("""await show("diagnostic"); fill("new command", "ping"); fill("new arg", "10.64.1.147"); named("write").focus();
+        named("write").click(); await until(() => ran(0).length)""")
+    expect("it goes on beside another module", "Stop diagnostic",
+           browse('await show("lan"); return find("#running button").textContent'))
+    browse('await show("lan"); named("read-xml").focus()')
+    type_keys(CONTROL, ENTER)
+    browse("""await says("Read lan"); location.hash = "diagnostic"; await until(() => named("new arg")); named("read-xml").focus()""")
+    type_keys(ESCAPE)
+    expect("the focus after it was stopped by Escape", "read-xml", browse('await says("stopped"); return document.activeElement.id'))
     while running("^ping .*10.64.1.147"):
         time.sleep(0.1) # it is on its way to its end
-    expect("its own end", False, "transmitted" in browse('find("[type=reset]").click(); return read("output")')[0])
+
+    in_device("seq -f 'line %.0f' 3000 | busybox logger; sleep 0.2")
+    expect("lines kept of a burst in the log", [1000, True], browse("""named("log").open = true; const box = find("#log pre");
+        await until(() => box.textContent.endsWith(" 3000\\n")); const lines = box.textContent.trimEnd().split("\\n");
+        return [lines.length, lines[0].endsWith(" 2001")]"""))
     expect("what the browser complains of", [], drive("/se/log", type="browser"))
+    in_device(r'cfgdb_cmd set wlan_settings ssid "$(printf "a\001b")"')
+    expect("an answer that is not XML", 1, browse("""await show("wlan_settings"); await press("read", "answered in");
+        return document.body.innerText.split("not well-formed").length - 1"""))
+    origin = {"Origin": address.rsplit("/", 2)[0]}
     for path, body, headers, status in (
-            ("/run", b"calls\0", {}, 403), ("/run", b"calls\0", {"Origin": "http://localhost:1"}, 403),
-            ("/state", None, {"Host": "other"}, 403), ("/state", None, {"Sec-Fetch-Site": "cross-site"}, 403),
-            ("/run", b"sh\0", {"Origin": address}, 403), ("/get/lan", b"x" * 65537, {"Origin": address}, 413)):
+            ("run", b"calls\0", {}, 403), ("run", b"calls\0", {"Origin": "http://localhost:1"}, 403),
+            ("state", None, {"Host": "other"}, 403), ("state", None, {"Sec-Fetch-Site": "cross-site"}, 403),
+            ("run", b"sh\0", origin, 403), ("run", b"hook\0", origin, 403), ("run", b"wlan\0", origin, 403),
+            ("get/lan", b"x" * 65537, origin, 413), ("docs/nonsense", None, {}, 404)):
         expect(f"{path} with {headers}", status, call(address + path, body, **headers))
+    expect("without the token", 403, call(origin["Origin"] + "/state"))
+    expect("another method", 405, call(address + "state", method="PUT", **origin))
     if len(sys.argv) > 1:
-        drive("/window/rect", width=1280, height=1180)
-        browse("""await show("wan"); fill("#device label:nth-of-type(2) select", "plug");
-            await press("#device form button", "plug: done");
-            fill("#xml", "<wan>\\n  <wan_conn_status/>\\n  <ip4/>\\n  <dns1/>\\n</wan>"); await read(); await read()""")
+        drive("/window/rect", width=1280, height=1900)
+        browse("""await show("wan"); const action = find("#device label:nth-of-type(2) select"); action.value = "plug";
+            action.form.oninput(); await press("run 0", "plug: done"); named("all").click(); await read(); await read(); scrollTo(0, 0)""")
         open(sys.argv[1], "wb").write(base64.b64decode(json.loads(call(session + "/screenshot"))["value"]))
 finally:
     if session:
@@ -108,5 +153,5 @@ finally:
         process.wait()
 expect("the end by Ctrl-C", -signal.SIGINT, started[0].returncode)
 expect("what is left", before, left())
-expect("its socket", errno.ECONNREFUSED, socket.socket().connect_ex(("127.0.0.1", int(address.split(":")[2]))))
+expect("its socket", errno.ECONNREFUSED, socket.socket().connect_ex(("127.0.0.1", int(address.split(":")[2].split("/")[0]))))
 sys.exit("\n".join(failures) or None)

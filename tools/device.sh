@@ -33,16 +33,19 @@ in_device() {
     together "${boot[@]}" "$@"
 }
 
-# serve_device PORT: the device in a browser. The socket is opened here, where a browser reaches it, and served there.
-serve_device() {
-    local boot=(device/boot) program=$PWD/build/release/tarrow_web
-    if is_up; then boot+=(--enter "$device_process"); fi
+# serve_device PORT: the device in a browser. The server runs on this machine, and enters the device for each call.
+serve_device() { together serve_in_group "$1"; }
+serve_in_group() {
+    local booting= status=0
+    if ! is_up; then # a device for as long as the server runs
+        exec 7< <(exec device/boot --stay < /dev/null)
+        booting=$!
+        read -r device_process _ <&7 || fail "the device did not come up"
+    fi
     say "the device in a browser, until Ctrl-C:"
-    together "$program" listen "$1" "${boot[@]}" /project/build/release/tarrow_web serve /project || {
-        local status=$?
-        [ $status != 137 ] || say "the device has ended"
-        return $status
-    }
+    "$PWD/build/release/tarrow_web" "$1" "$PWD" "$device_process" 7<&- || status=$?
+    [ -z "$booting" ] || kill "$booting" 2> /dev/null || true
+    return $status
 }
 
 up() {

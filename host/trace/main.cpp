@@ -1,5 +1,6 @@
-// tarrow_trace: asks the host program, and shows what its request did.
+// tarrow_trace: runs the host program under strace, and shows what its request did.
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -8,18 +9,21 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <string>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
-#include "output.h"
+#include "../traced.h"
+#include "formatter.h"
+#include "strace.h"
+#include "timeline.h"
 
 namespace {
 
 constexpr char usage[] = "usage: tarrow_trace [--json] get|set MODULE [WORD...]\n";
-constexpr char own_words[] = "tarrow_host: "; // before what the host program says on standard error
-constexpr double patience = 1;                // seconds until what happens is shown at once
 
 double now() {
     timespec time = {};
@@ -27,15 +31,17 @@ double now() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-/// A pipe, and what was read of it and not yet used.
+/// A pipe whose text is read in lines.
 struct channel {
     std::array<int, 2> ends = {-1, -1}; // to read from, to write to
     std::string text = {};
+    std::size_t taken = 0; // of the text
+    std::size_t searched = 0;
 
     bool open() {
         return pipe2(ends.data(), O_CLOEXEC) == 0 && fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
     }
-    /// Reads what is there. Gives false at the end.
+    /// Reads what is there. False when no writer is left.
     bool read_all() {
         std::array<char, 65536> chunk;
         ssize_t count = 0;
@@ -45,43 +51,69 @@ struct channel {
         return count < 0;
     }
     bool take_line(std::string &line) {
-        const std::size_t end = text.find('\n');
-        if (end != std::string::npos) {
-            line = text.substr(0, end);
-            text.erase(0, end + 1);
+        const std::size_t end = text.find('\n', searched);
+        if (end == std::string::npos) {
+            text.erase(0, std::exchange(taken, 0));
+            searched = text.size();
+            return false;
         }
-        return end != std::string::npos;
+        line = text.substr(taken, end - taken);
+        taken = searched = end + 1;
+        return true;
     }
 };
 
-/// A request that is asked and followed.
+/// Everything in a file in memory.
+std::string content_of(int file) {
+    std::string text(static_cast<std::size_t>(std::max<off_t>(lseek(file, 0, SEEK_END), 0)), '\0');
+    const ssize_t count = pread(file, text.data(), text.size(), 0);
+    return text.substr(0, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+}
+
+/// A request that runs and is followed.
 class request {
 public:
     explicit request(bool is_json)
-        : shown_(is_json), timeline_([this](const trace::event &e) { shown_.show(e); }) {}
+        : is_json_(is_json), timeline_([this](const std::string &line) { show(line); }) {}
 
-    /// Gives the host program's exit status, or -1 and errno.
+    /// Gives the host program's exit status, 1 when it could not be traced, -1 and errno when it
+    /// could not be started.
     int run(const std::vector<std::string> &words) {
-        if (!answer_.open() || !errors_.open() || !calls_.open() || !start(words)) {
+        if (answer_ < 0 || messages_ < 0 || !output_.open() || !calls_.open() || !start(words)) {
             return -1;
         }
         follow();
         int state = 0;
         waitpid(host_, &state, 0);
-        const int status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+        int status = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+        std::string errors = content_of(messages_) + before_;
         if (WIFSIGNALED(state)) {
-            told_ += std::string(own_words) + strsignal(WTERMSIG(state)) + "\n";
+            errors += std::string("tarrow_host: ") + strsignal(WTERMSIG(state)) + "\n";
+        } else if (!timeline_.is_complete() && (status == 0 || status == 3)) {
+            errors += "tarrow_trace: the request ran, but could not be traced\n";
+            status = 1;
         }
-        shown_.finish({answer_.text, status, timeline_.took(), told_ + errors_.text});
+        timeline_.answer(content_of(answer_), status, errors);
+        keep_output_open();
         return status;
     }
 
 private:
-    /// Starts the host program, which ends with this one. Its calls go into a pipe that strace
-    /// opens by its name here, so that neither the host program nor its commands inherit it.
+    void show(const std::string &line) {
+        if (is_json_) {
+            std::puts(line.c_str());
+        } else {
+            formatter_.take(line);
+        }
+    }
+
+    /// Starts the host program, which ends with this one. strace opens the pipe for its lines by a
+    /// name here, so that neither the host program nor a command inherits it.
     bool start(const std::vector<std::string> &words) {
+        constexpr int descriptor = 3; // of the host program's own messages
         std::vector<std::string> line = trace::strace_command(
             "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(calls_.ends[1]));
+        line.insert(line.end(), {"tarrow_host", "--trace", std::to_string(descriptor)});
         line.insert(line.end(), words.begin(), words.end());
         std::vector<char *> arguments;
         arguments.reserve(line.size() + 1);
@@ -92,38 +124,37 @@ private:
         host_ = fork();
         if (host_ == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
-            dup2(answer_.ends[1], STDOUT_FILENO);
-            dup2(errors_.ends[1], STDERR_FILENO);
+            dup2(answer_, STDOUT_FILENO);
+            dup2(output_.ends[1], STDERR_FILENO);
+            dup2(messages_, descriptor);
             execvp(arguments[0], arguments.data());
             std::perror("tarrow_trace: strace cannot be run");
             _exit(127);
         }
+        close(output_.ends[1]);
         return host_ > 0;
     }
 
-    /// Until strace has closed its pipe, which is kept open here until strace has it or has failed.
+    /// Until strace has closed its pipe, whose writing end stays open here until strace has opened
+    /// it too or has failed.
     void follow() {
         constexpr int interval_ms = 50;
-        const double begin = now();
-        std::array<pollfd, 3> ready = {};
-        ready[0] = {calls_.ends[0], POLLIN, 0};
-        ready[1] = {answer_.ends[0], POLLIN, 0};
-        ready[2] = {errors_.ends[0], POLLIN, 0};
+        std::array<pollfd, 2> ready = {{{calls_.ends[0], POLLIN, 0}, {output_.ends[0], POLLIN, 0}}};
+        bool has_strace = false;
         for (bool is_open = true; is_open;) {
             poll(ready.data(), ready.size(), interval_ms);
             siginfo_t ended = {};
             waitid(P_PID, static_cast<id_t>(host_), &ended, WEXITED | WNOHANG | WNOWAIT);
             is_open = calls_.read_all();
-            if (calls_.ends[1] >= 0 && (!calls_.text.empty() || ended.si_pid != 0)) {
-                close(calls_.ends[1]);
-                calls_.ends[1] = -1;
+            if (!has_strace && (!calls_.text.empty() || ended.si_pid != 0)) {
+                has_strace = close(calls_.ends[1]) == 0;
             }
             take_calls();
-            take_errors(now());
-            answer_.read_all();
-            if (now() - begin > patience) {
-                shown_.release();
+            take_output(now());
+            for (pollfd &source : ready) {
+                source.fd = (source.revents & POLLHUP) != 0 ? -1 : source.fd;
             }
+            std::fflush(stdout);
         }
     }
 
@@ -132,30 +163,50 @@ private:
         while (calls_.take_line(line)) {
             if (const auto call = reader_.read(line)) {
                 if (call->name == "wait4" || call->name == "write") {
-                    take_errors(call->begin + call->took); // were written before it ended
+                    take_output(call->begin + call->took); // it was written before that ended
                 }
                 timeline_.take(*call);
             }
         }
     }
 
-    void take_errors(double seconds) {
+    void take_output(double seconds) {
         std::string line;
-        errors_.read_all();
-        while (errors_.take_line(line)) {
-            if (timeline_.is_open() && !line.starts_with(own_words)) {
+        has_writer_ = output_.read_all();
+        while (output_.take_line(line)) {
+            if (timeline_.is_open()) {
                 timeline_.take_error(seconds, line);
-            } else {
-                told_ += line + "\n";
+            } else if (!timeline_.is_complete()) {
+                before_ += line + "\n"; // strace says why it fails
             }
         }
     }
 
-    trace::output shown_;
+    /// A job that a command left in the background may write to its output for as long as it runs.
+    void keep_output_open() const {
+        if (!has_writer_ || fork() != 0) {
+            return;
+        }
+        setsid();
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            close(descriptor);
+        }
+        fcntl(output_.ends[0], F_SETFL, 0);
+        std::array<char, 65536> chunk;
+        while (read(output_.ends[0], chunk.data(), chunk.size()) > 0) {
+        }
+        _exit(0);
+    }
+
+    bool is_json_;
+    trace::formatter formatter_;
     trace::timeline timeline_;
     trace::reader reader_;
-    channel answer_, errors_, calls_;
-    std::string told_; // by the host program itself
+    int answer_ = memfd_create("answer", MFD_CLOEXEC);
+    int messages_ = memfd_create("messages", MFD_CLOEXEC); // of the host program itself
+    channel output_, calls_;
+    std::string before_; // standard error before the handlers began
+    bool has_writer_ = true;
     pid_t host_ = -1;
 };
 
@@ -171,7 +222,11 @@ int main(int argc, char **argv) {
         std::fputs(usage, stderr);
         return 2;
     }
-    words.insert(words.begin(), "tarrow_host");
+    if (host::is_traced()) {
+        std::fputs("tarrow_trace: this program is traced itself, so it cannot trace another\n",
+                   stderr);
+        return 1;
+    }
     const int status = request(is_json).run(words);
     if (status < 0) {
         std::perror("tarrow_trace");

@@ -1,59 +1,60 @@
-// tarrow_web: serves the simulated device to a browser on this machine. It is started twice: on the
-// machine, where it opens the socket that a browser can reach, and by that inside the device, where
-// it serves it.
+// tarrow_web: serves a simulated device to a browser on this machine. It runs outside the device,
+// and enters it for each call.
 
 #include <arpa/inet.h>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <poll.h>
 #include <string>
-#include <sys/prctl.h>
+#include <sys/random.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "server.h"
 
 namespace {
 
-constexpr char usage[] =
-    "usage: tarrow_web listen PORT COMMAND... | serve FOLDER\n"
-    "  listen   runs a command with a socket of that port of 127.0.0.1 as its standard input\n"
-    "  serve    serves such a socket from the project's folder, and prints its address\n";
+constexpr char usage[] = "usage: tarrow_web PORT PROJECT PROCESS\n"
+                         "Serves the device that hangs on a process at a port of 127.0.0.1, and "
+                         "prints its address.\n";
 
 int fail(const std::string &what) {
     std::fprintf(stderr, "tarrow_web: %s: %s\n", what.c_str(), std::strerror(errno));
     return 1;
 }
 
-int listen_for(const char *port, char **command) {
+/// A socket that listens on a port of 127.0.0.1, or -1. Port 0 becomes one that is free.
+int listen_on(std::uint16_t &port) {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(std::strtoul(port, nullptr, 10)));
+    address.sin_port = htons(port);
+    socklen_t size = sizeof address;
+    auto *const any = reinterpret_cast<sockaddr *>(&address);
     const int on = 1;
-    close(STDIN_FILENO);
-    if (socket(AF_INET, SOCK_STREAM, 0) != STDIN_FILENO ||
-        setsockopt(STDIN_FILENO, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-        bind(STDIN_FILENO, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
-        listen(STDIN_FILENO, SOMAXCONN) != 0) {
-        return fail(std::string("cannot listen on port ") + port + " of 127.0.0.1");
-    }
-    execvp(command[0], command);
-    return fail(command[0]);
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool is_listening = setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
+                              bind(listener, any, size) == 0 && listen(listener, SOMAXCONN) == 0 &&
+                              getsockname(listener, any, &size) == 0;
+    port = ntohs(address.sin_port);
+    return is_listening ? listener : -1;
 }
 
-int serve(const char *folder) {
-    sockaddr_in address = {};
-    socklen_t size = sizeof address;
-    if (getsockname(STDIN_FILENO, reinterpret_cast<sockaddr *>(&address), &size) != 0) {
-        return fail("the standard input is no socket");
-    }
-    const std::string port = std::to_string(ntohs(address.sin_port));
-    const web::site site = {folder, port == "80" ? "" : ":" + port};
-    // What brought this program into the device may be ended first; there is time to tidy up then.
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
+/// A text that nobody can guess, or an empty one.
+std::string make_token() {
+    std::array<std::uint64_t, 2> numbers = {};
+    const bool is_filled = getrandom(numbers.data(), sizeof numbers, 0) == sizeof numbers;
+    return is_filled ? std::to_string(numbers[0]) + std::to_string(numbers[1]) : "";
+}
+
+/// A descriptor that can be read when this program is told to end.
+int watch_signals() {
     sigset_t endings;
     sigemptyset(&endings);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
@@ -61,28 +62,41 @@ int serve(const char *folder) {
     }
     sigprocmask(SIG_BLOCK, &endings, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
-    MHD_Daemon *server = web::serve(site, STDIN_FILENO);
-    if (server == nullptr) {
-        return fail("cannot serve");
-    }
-    std::printf("http://127.0.0.1:%s/\n", port.c_str());
-    std::fflush(stdout);
-    int signal = 0;
-    sigwait(&endings, &signal);
-    MHD_stop_daemon(server);
-    return 0;
+    return signalfd(-1, &endings, SFD_CLOEXEC);
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-    const std::string command = argc > 1 ? argv[1] : "";
-    if (command == "listen" && argc >= 4) {
-        return listen_for(argv[2], argv + 3);
+    if (argc != 4) {
+        std::fputs(usage, stderr);
+        return 2;
     }
-    if (command == "serve" && argc == 3) {
-        return serve(argv[2]);
+    auto port = static_cast<std::uint16_t>(std::strtoul(argv[1], nullptr, 10));
+    const int listener = listen_on(port);
+    if (listener < 0) {
+        return fail(std::string("cannot listen on port ") + argv[1] + " of 127.0.0.1");
     }
-    std::fputs(usage, stderr);
-    return 2;
+    // While this is open, no other process gets the number of the device's.
+    const auto device = static_cast<int>(syscall(SYS_pidfd_open, std::atoi(argv[3]), 0));
+    const std::string token = make_token();
+    if (device < 0 || token.empty()) {
+        return fail("cannot serve the device");
+    }
+    const web::site site = {argv[2], argv[3], port == 80 ? "" : ":" + std::to_string(port), token};
+    std::array<pollfd, 2> ends = {{{watch_signals(), POLLIN, 0}, {device, POLLIN, 0}}};
+    MHD_Daemon *server = web::serve(site, listener);
+    if (server == nullptr) {
+        return fail("cannot serve");
+    }
+    std::printf("http://127.0.0.1%s/%s/\n", site.port.c_str(), token.c_str());
+    std::fflush(stdout);
+    while (poll(ends.data(), ends.size(), -1) < 0 && errno == EINTR) {
+    }
+    MHD_stop_daemon(server);
+    if (ends[0].revents == 0) {
+        std::fputs("tarrow_web: the device has ended\n", stderr);
+        return 1;
+    }
+    return 0;
 }

@@ -1,19 +1,21 @@
-// The device's page for a browser: what it asks of the server, and the answers.
+// The device's page for a browser: its calls and their replies. Each path stands behind the token
+// of the printed address, "/TOKEN/...".
 //
-//   GET  /, /NAME.js, /NAME.css   the page's own files
-//   GET  /modules                 what "tarrow_host list" prints
-//   GET  /elements/MODULE         the elements of a module's page, as the device has them in XML;
-//                                 nothing for a module without
-//   GET  /docs/MODULE             its documentation in HTML, or what all pages have in common
-//   POST /get/MODULE, /set/MODULE the request's XML, answered by "tarrow_trace --json": a line of
-//                                 JSON for each step as it happens, the answer in the last
-//   POST /run                     a tool and its arguments, each ended by a NUL, run without a
-//                                 shell
-//   GET  /state                   what the tools have set, from state.sh
-//   GET  /log                     the system log and the serial console as they grow
+//   GET  /, /NAME.js, /NAME.css    the page's own files
+//   GET  /modules                  lines: "tarrow_host list --json"
+//   GET  /module/MODULE            text: the description of its elements, if the device has one, a
+//                                  NUL, and the request that reads everything
+//   GET  /docs/NAME                text: docs/pages/NAME.md in HTML
+//   GET  /state                    text: what the tools have set, from state.sh
+//   GET  /log/POSITION/POSITION    text: what the logs have gained, from log.sh
+//   POST /get/MODULE, /set/MODULE  lines: the request in the body, traced by "tarrow_trace --json"
+//   POST /run                      text: a tool of the device; the body is its words, each with a
+//                                  NUL behind it
 //
-// Where a command answers, its output comes as it prints it, and at its end a line of the character
-// EOT and its exit status. It is ended when the browser goes away. A refusal is a line of text.
+// "text" is a line {"status":0,"output":"..."} when the command has ended, standard error at its
+// end. "lines" are the command's lines of JSON as they come, and at the end
+// {"kind":"end","status":0,"errors":"..."}, with what it wrote to standard error. A command ends
+// when the browser goes away. A refusal has an HTTP status and a line of text.
 #pragma once
 
 #include <microhttpd.h>
@@ -23,11 +25,13 @@ namespace web {
 
 struct site {
     std::string project; ///< the project's folder
-    std::string port;    ///< ":8080", which stands behind the host's name in what a browser sends
+    std::string device;  ///< the process that the device hangs on
+    std::string port;    ///< ":8080", as it follows the host's name in what a browser sends
+    std::string token;   ///< that each path begins with
 };
 
-/// Serves the connections of a listening socket, from threads of its own. Null when it cannot.
-/// The site has to outlive the server. MHD_stop_daemon() ends it, with all commands that run.
+/// Serves the connections of a listening socket, from threads of its own. Null when it cannot. The
+/// site has to outlive the server. MHD_stop_daemon() ends it and all commands that run.
 MHD_Daemon *serve(const site &served, int socket);
 
 } // namespace web

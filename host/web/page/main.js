@@ -1,33 +1,79 @@
-// The page: the list of modules, and which of them is shown.
-import { make, run, tell } from "./server.js";
-import { show } from "./request.js";
+// The page: the modules, which of them the address names, and the history of requests.
+import { call, find, keepFocus, make, quoted, remember, remembered, say } from "./server.js";
+import { onEnd, repeat, showModule } from "./module.js";
+import { forget, history, isRunning, titleOf } from "./requests.js";
 import "./device.js";
 
 const modules = Object.create(null); // a module's name: what runs in each phase
 
-function showPage() {
-    const name = location.hash.slice(1), phases = modules[name];
-    document.getElementById("overview").hidden = Boolean(phases);
-    document.getElementById("module").hidden = !phases;
-    document.querySelector("nav [aria-current]")?.removeAttribute("aria-current");
-    document.querySelector(`nav [href="#${CSS.escape(name)}"]`)?.setAttribute("aria-current", "page");
-    tell(name && !phases ? "There is no module of that name." : "", true);
-    if (phases) show(name, phases).catch((error) => tell(error.message, true));
+/** The address is "#MODULE", or "#MODULE/ID" and "#MODULE/ID/ID" with requests of the history. */
+function showAddress() {
+    const [name, ...ids] = location.hash.slice(1).split("/"), phases = modules[name];
+    if (name === "main") return; // the link that skips the modules
+    find("#overview").hidden = Boolean(phases);
+    find("#module").hidden = !phases;
+    document.title = phases ? `${name} - Device` : "Device";
+    find("nav [aria-current]")?.removeAttribute("aria-current");
+    find(`nav [href="#${CSS.escape(name)}"]`)?.setAttribute("aria-current", "page");
+    say(name && !phases ? `There is no module ${name}.` : "", true);
+    showHistory();
+    if (phases) showModule(name, phases, ids.slice(0, 2)).catch((error) => say(error.message, true));
 }
 
-run("/modules", {}, (line) => {
-    const [, name] = line.match(/^ *\d+ (\w+)/) ?? [], [, phase, what] = line.match(/^ {5}(\S+) +(.*)/) ?? [];
-    if (name) modules[name] = {};
-    else if (phase) Object.values(modules).at(-1)[phase] = what;
+/** The requests of the shown module, or of all. Two that are marked are compared. */
+function showHistory() {
+    const [name, ...ids] = location.hash.slice(1).split("/");
+    const entries = history().filter(({ module }) => module in modules && (!modules[name] || module === name));
+    find("#history tbody").replaceChildren(...entries.map((entry) => {
+        const { id, module, action, request, result, took } = entry, title = titleOf(entry);
+        const box = make("input", { type: "checkbox", id: `compare ${id}`, checked: ids.includes(id), "aria-label": `Compare ${title}` });
+        box.onchange = () => {
+            const marked = [...ids.filter((other) => other !== id), ...box.checked ? [id] : []].slice(-2);
+            location.hash = [module, ...marked].join("/");
+        };
+        const button = (label, action_) => {
+            const made = make("button", { id: `${label} ${id}`, "aria-label": `${label}: ${title}` }, label);
+            made.onclick = () => Promise.resolve(action_()).catch((error) => say(error.message, true));
+            return made;
+        };
+        const copy = (text) => () => navigator.clipboard.writeText(text).then(() => say("Copied."));
+        return make("tr", {}, make("td", {}, box), make("td", {}, new Date(entry.time).toLocaleTimeString("en-GB")),
+            make("th", { scope: "row" }, make("a", { href: `#${module}/${id}` }, title.replace(/ at .*/, ""))), make("td", {}, result),
+            make("td", {}, `${took.toFixed(1)} ms`), make("td", {}, button("Repeat", () => repeat(entry)),
+                button("Copy command", copy(`./run ${action} ${module} ${quoted(request)}`)), button("Copy XML", copy(request))));
+    }));
+    find("#forget").disabled = !entries.length;
+}
+
+// What is open stays open after a reload.
+for (const details of document.querySelectorAll("details")) {
+    details.open = remembered(`open ${details.id}`) !== null ? remembered(`open ${details.id}`) === "true" : details.id === "docs";
+    details.addEventListener("toggle", () => remember(`open ${details.id}`, details.open));
+}
+for (const button of document.querySelectorAll("[data-open]")) {
+    button.addEventListener("click", () => {
+        const details = document.getElementById(button.dataset.open);
+        details.open = true;
+        details.scrollIntoView();
+        details.querySelector("summary").focus();
+    });
+}
+find("#forget").addEventListener("click", () => {
+    forget();
+    keepFocus(showHistory, find("#main"));
+});
+onEnd(() => keepFocus(showHistory));
+addEventListener("beforeunload", (event) => { if (Object.keys(modules).some(isRunning)) event.preventDefault(); });
+call("modules", {}, (lines) => {
+    for (const { module, phases } of lines) if (module) modules[module] = phases;
 }).then(() => {
     const breakable = (text) => text.split(/(?<=[/_])/).flatMap((part) => [part, make("wbr")]);
     const link = (name) => make("a", { href: `#${name}` }, name);
-    document.querySelector("nav ul").append(...Object.keys(modules).map((name) => make("li", {}, link(name))));
-    document.querySelector("#overview tbody").append(...Object.entries(modules).map(([name, phases]) => {
-        const cells = ["pre-set", "post-set", "pre-get", "post-get"].map((phase) =>
-            make("td", {}, ...breakable(phases[phase] ?? "")));
+    find("nav ul").append(...Object.keys(modules).map((name) => make("li", {}, link(name))));
+    find("#overview tbody").append(...Object.entries(modules).map(([name, phases]) => {
+        const cells = ["pre-set", "post-set", "pre-get", "post-get"].map((phase) => make("td", {}, ...breakable(phases[phase] ?? "")));
         return make("tr", {}, make("th", { scope: "row" }, link(name)), ...cells);
     }));
-    addEventListener("hashchange", showPage);
-    showPage();
-}).catch((error) => tell(error.message, true));
+    addEventListener("hashchange", showAddress);
+    showAddress();
+}).catch((error) => say(error.message, true));

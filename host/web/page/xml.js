@@ -1,54 +1,67 @@
 // The XML of requests and answers.
 
+/** Parses a text into its root element; throws what is wrong with it. */
 export function parse(text) {
-    const root = new DOMParser().parseFromString(text, "text/xml").documentElement;
-    if (root.querySelector("parsererror")) throw new Error("What the device sent is no well-formed XML.");
-    return root;
-}
-
-const leaves = (root) => [...root.querySelectorAll("*")].filter((element) => !element.firstElementChild);
-
-/** Where an element stands below its module's: a.b for <a><b/></a>, Item[1] for one with an index. */
-function path(element) {
-    if (!element.parentElement) return "";
-    const index = element.getAttribute("index");
-    const above = path(element.parentElement);
-    return `${above && `${above}.`}${element.tagName}${index ? `[${index}]` : ""}`;
-}
-
-/** A request for all that a page has, which is its elements without marks and without those that are only posted. */
-export function readRequest(page) {
-    for (const element of page.querySelectorAll("[get]")) {
-        element.previousSibling?.remove(); // the white space before it
-        element.remove();
+    const page = new DOMParser().parseFromString(text, "text/xml");
+    // Both browsers put this element into a malformed document, but not at the same place.
+    const fault = page.getElementsByTagName("parsererror")[0];
+    if (fault) {
+        const [reason] = fault.textContent.match(/line \d+ at column \d+: [^\n]*|[^\n]*\n.*\nLine Number \d+/) ?? ["?"];
+        throw new Error(`This is not well-formed XML: ${reason.replace(/\n.*\n/, " ")}`);
     }
-    for (const mark of ["store", "fields"]) {
-        for (const element of page.querySelectorAll(`[${mark}]`)) element.removeAttribute(mark);
+    return page.documentElement;
+}
+
+/** The element at a dotted path below a root, or undefined. */
+export const at = (root, path) => path.split(".").reduce((element, name) =>
+    element && [...element.children].find((child) => child.tagName === name), root);
+
+/** The same, added if it is missing. */
+export const add = (root, path) => path.split(".").reduce((element, name) =>
+    at(element, name) ?? element.appendChild(root.ownerDocument.createElement(name)), root);
+
+/** Removes an element, and its parents that are left empty. */
+export function remove(element) {
+    const parent = element.parentElement;
+    element.remove();
+    if (parent?.parentElement && !parent.children.length) remove(parent);
+}
+
+/** The XML of an element, one element per line. */
+export function format(element, indent = "") {
+    const shell = element.cloneNode(false);
+    if (!element.children.length) {
+        shell.textContent = element.textContent;
+        return indent + new XMLSerializer().serializeToString(shell);
     }
-    return new XMLSerializer().serializeToString(page);
+    const [open, close] = new XMLSerializer().serializeToString(Object.assign(shell, { textContent: " " })).split("> <");
+    return [`${indent}${open}>`, ...[...element.children].map((child) => format(child, `${indent}  `)), `${indent}<${close}`]
+        .join("\n");
 }
 
-/** The paths of what can be posted: settings, the fields of lists, and what is only posted. */
-export function postable(page) {
-    return leaves(page).filter((element) => element.closest("[get], [store]")).flatMap((element) =>
-        element.getAttribute("fields")?.split("#").map((field) => `${path(element)}.Item.${field}`) ?? path(element));
+/** A read request: a tree without texts and attributes. Only the elements at some paths keep their texts. */
+export function withoutTexts(element, kept, path = "") {
+    const bare = element.ownerDocument.createElement(element.tagName);
+    bare.append(...[...element.children].map((child) => withoutTexts(child, kept, path ? `${path}.${child.tagName}` : child.tagName)));
+    if (kept.has(path)) bare.append(element.textContent);
+    return bare;
 }
 
-/** A request that posts values, given as pairs of a path and a text. */
-export function writeRequest(module, values) {
-    const page = document.implementation.createDocument(null, module);
-    for (const [names, value] of values) {
-        let element = page.documentElement;
-        for (const name of names.split(".")) {
-            const child = [...element.children].find((child) => child.tagName === name);
-            element = child ?? element.appendChild(page.createElement(name));
+/** The texts of a tree by path; a list's items stand under its path in an array of objects. */
+export function valuesOf(root, lists) {
+    const values = Object.create(null);
+    (function visit(element, path) {
+        for (const child of element.children) {
+            const below = path ? `${path}.${child.tagName}` : child.tagName;
+            if (lists.has(below)) {
+                values[below] = [...child.children].map((item) =>
+                    Object.fromEntries([...item.children].map((field) => [field.tagName, field.textContent])));
+            } else if (child.children.length) {
+                visit(child, below);
+            } else {
+                values[below] = child.textContent;
+            }
         }
-        element.textContent = value;
-    }
-    for (const child of page.documentElement.children) child.before("\n  ");
-    if (values.length) page.documentElement.append("\n");
-    return new XMLSerializer().serializeToString(page);
+    })(root, "");
+    return values;
 }
-
-/** What an answer holds, as pairs of a path and a text. */
-export const values = (root) => leaves(root).map((element) => [path(element), element.textContent]);

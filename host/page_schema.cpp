@@ -1,17 +1,17 @@
-#include "page.h"
+#include "page_schema.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <numeric>
 #include <strings.h>
-
-#include "../device/cfgdb/backend.h"
 
 namespace host {
 namespace {
 
-/// The letters to add, leave out or change to make one word of another.
+/// How many letters to add, leave out or change to make one word of another.
 std::size_t differences(const std::string &one, const std::string &other) {
     std::vector<std::size_t> row(other.size() + 1);
     std::iota(row.begin(), row.end(), 0U);
@@ -26,36 +26,47 @@ std::size_t differences(const std::string &one, const std::string &other) {
     return row.back();
 }
 
+/// The keys of a module's settings. The store's operations cannot list them, but its command can.
+std::vector<std::string> stored_keys(const std::string &module) {
+    const std::unique_ptr<FILE, int (*)(FILE *)> lines(
+        popen(("cfgdb_cmd list " + module).c_str(), "re"), &pclose);
+    std::vector<std::string> keys;
+    const std::string output = lines ? read_stream(lines.get()) : "";
+    for (std::size_t start = 0; start < output.size();) { // "MODULE KEY VALUE"
+        const std::size_t key = output.find(' ', start) + 1;
+        keys.push_back(output.substr(key, output.find(' ', key) - key));
+        start = std::min(output.find('\n', key), output.size()) + 1;
+    }
+    return keys;
+}
+
 } // namespace
 
-page::page(const std::string &module) : module_(module) {
+page_schema::page_schema(const std::string &module) : module_(module) {
     std::string reason;
     if (read_file("/etc/tarrow/pages/" + module + ".xml", text_, reason)) {
         elements_ = parse(text_, reason);
     }
 }
 
-tree page::full_request() const {
+tree page_schema::full_request() const {
     std::string reason;
-    if (!elements_) { // all that the store has
+    if (!elements_) {
         tree request(mxmlNewElement(nullptr, module_.c_str()));
-        cfgdb_visit(
-            cfgdb_default_backend, module_.c_str(),
-            [](const char *, const char *key, const char *, void *root) {
-                add_at(static_cast<mxml_node_t *>(root), key, nullptr);
-            },
-            request.get());
+        for (const std::string &key : stored_keys(module_)) {
+            add_at(request.get(), key, nullptr);
+        }
         return request;
     }
     tree request = parse(text_, reason);
     for (mxml_node_t *node = request.get(); node != nullptr;) {
-        const bool is_posted = mxmlElementGetAttr(node, "get") != nullptr;
+        const bool is_only_posted = mxmlElementGetAttr(node, "get") != nullptr;
         mxml_node_t *next =
-            mxmlWalkNext(node, request.get(), is_posted ? MXML_NO_DESCEND : MXML_DESCEND);
+            mxmlWalkNext(node, request.get(), is_only_posted ? MXML_NO_DESCEND : MXML_DESCEND);
         for (const char *mark : {"store", "fields"}) {
             mxmlElementDeleteAttr(node, mark);
         }
-        if (is_posted) {
+        if (is_only_posted) {
             mxmlDelete(node);
         }
         node = next;
@@ -63,11 +74,11 @@ tree page::full_request() const {
     return request;
 }
 
-tree page::request_for(const std::string &path, std::string &reason) const {
+tree page_schema::request_for(const std::string &path, std::string &reason) const {
     tree request = full_request();
     mxml_node_t *asked = find_at(request.get(), path);
     if (asked == nullptr) {
-        reason = find_at(elements_.get(), path) == nullptr ? lack(path)
+        reason = find_at(elements_.get(), path) == nullptr ? unknown_element_message(path)
                                                            : "'" + path + "' is only posted";
         return nullptr;
     }
@@ -83,7 +94,7 @@ tree page::request_for(const std::string &path, std::string &reason) const {
     return request;
 }
 
-element_kind page::kind(const std::string &path) const {
+element_kind page_schema::kind(const std::string &path) const {
     mxml_node_t *element = find_at(elements_.get(), path);
     if (!elements_) {
         return element_kind::setting;
@@ -95,9 +106,9 @@ element_kind page::kind(const std::string &path) const {
         }
         const std::string parent = path.substr(0, end);
         mxml_node_t *known = find_at(elements_.get(), parent);
-        const bool is_handlers = known == nullptr || first_element(known) == nullptr;
-        return is_handlers && kind(parent) == element_kind::live ? element_kind::live
-                                                                 : element_kind::unknown;
+        const bool is_leaf = known == nullptr || first_element(known) == nullptr;
+        return is_leaf && kind(parent) == element_kind::live ? element_kind::live
+                                                             : element_kind::unknown;
     }
     const char *store = mxmlElementGetAttr(element, "store");
     if (store == nullptr) {
@@ -106,7 +117,7 @@ element_kind page::kind(const std::string &path) const {
     return std::strcmp(store, "list") == 0 ? element_kind::list : element_kind::setting;
 }
 
-std::string page::lack(const std::string &path) const {
+std::string page_schema::unknown_element_message(const std::string &path) const {
     std::vector<std::string> paths;
     const std::function<void(mxml_node_t *, const std::string &)> collect =
         [&](mxml_node_t *parent, const std::string &prefix) {
@@ -123,7 +134,7 @@ std::string page::lack(const std::string &path) const {
            (meant.empty() ? "" : "; did you mean '" + meant + "'?");
 }
 
-std::string page::fields(const std::string &path) const {
+std::string page_schema::fields(const std::string &path) const {
     const char *names = mxmlElementGetAttr(find_at(elements_.get(), path), "fields");
     return names != nullptr ? names : "";
 }
