@@ -1,7 +1,8 @@
 /* A settings daemon in one program: "daemon get MODULE" and "daemon set MODULE" read a page from
  * standard input and write the answer to standard output. The steps of a request are those that
  * tarrow_applets.h lists. */
-#define _POSIX_C_SOURCE 200809L /* strdup, unlink */
+#define _POSIX_C_SOURCE 200809L /* strdup, fdopen, unlink */
+#include <fcntl.h>
 #include <mxml.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -11,8 +12,8 @@
 #include <cfgdb.h>
 #include <tarrow_applets.h>
 
-/* The settings that this daemon stores. Handlers fill and read all other elements. '#' separates
- * the fields of a list. */
+/* The settings that this daemon stores: no element that a handler fills, and no posted command. '#'
+ * separates the fields of a list. */
 static const struct setting {
     const char *module, *key, *fields; /* fields: NULL for a text */
 } settings[] = {
@@ -82,6 +83,17 @@ static void store_page(const char *module, mxml_node_t *page, dlist_node_t *tabl
         free(text);
     }
     cfgdb_close(store); /* before the next phase: its script reads the values */
+}
+
+/* Scripts inherit the standard streams. This gives them no input and standard error for their
+ * output. Returns the stream for the answer. */
+static FILE *take_output(void) {
+    const int answer = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (answer < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0 ||
+        freopen("/dev/null", "r", stdin) == NULL) {
+        return NULL;
+    }
+    return fdopen(answer, "w");
 }
 
 static int set_page(const char *module, dc_args_t *page, dlist_node_t *table) {
@@ -154,10 +166,15 @@ int main(int argc, char **argv) {
         fprintf(stderr, "%s: standard input is not a page of %s\n", argv[0], argv[2]);
         return 1;
     }
+    FILE *answer = take_output();
+    if (answer == NULL) {
+        perror(argv[0]);
+        return 1;
+    }
     dc_args_t page = {TARROW_CB_ARGS_XML, {.dc_subnode = root}, NULL};
     const int result = (*argv[1] == 'g' ? get_page : set_page)(argv[2], &page, &table);
     mxmlSetWrapMargin(0);
-    mxmlSaveFile(root, stdout, MXML_NO_CALLBACK);
+    mxmlSaveFile(root, answer, MXML_NO_CALLBACK);
     mxmlDelete(root); /* with all nodes that the handlers added */
-    return result == 0 ? 0 : 1;
+    return fclose(answer) == 0 && result == 0 ? 0 : 1;
 }

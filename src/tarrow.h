@@ -3,7 +3,8 @@
 // A list-valued setting is a table of up to 500 records with up to 12 named fields. The store keeps
 // it as one string: the module's field delimiter joins the fields, its record delimiter the records
 // (tarrow_call_module_get_delimiters). The pages see <Item> elements. Field 0 is the key of a
-// record. A slot whose field 0 is null is empty. A record ends before its first null field.
+// record. A slot whose field 0 is null is empty. A record ends before its first null field. The
+// daemon knows which settings are lists, and the names of their fields.
 //
 // The caller provides the table, 48,096 bytes (24,048 on 32 bits), and clears it once with
 // dl_dlist_init. From then on the table owns its strings, each a heap string of its own:

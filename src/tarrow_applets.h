@@ -10,26 +10,58 @@
 // pkg-config --cflags --libs tarrow_modules mxml, and -lcfgdb for a daemon that uses the store; or
 // with CMake find_package(tarrow_modules) and the target tarrow::modules. Mini-XML 3 is needed.
 //
+// The archive: pkg-config --static --cflags --libs tarrow_modules, with -l:libtarrow_modules.a in
+// place of -ltarrow_modules, for which the linker prefers the shared library; or the target
+// tarrow::modules_static.
+//
 //
 // REQUESTS
 //
 // A get request:
 //  1. Load the page with MXML_OPAQUE_CALLBACK: handlers expect each text as one opaque node. The
 //     payload of dc_args_t is the element of the module, such as <wan>.
-//  2. Fill the empty elements of stored texts from the store. Close the store.
+//  2. Fill the empty elements of stored texts from the store, except those that a handler fills
+//     (see below). Close the store.
 //  3. Call pre-get with TARROW_ACTION_GET and the page.
-//  4. For each list-valued setting: load it into a table (tarrow.h), call post-get with
-//     TARROW_ACTION_GETLIST and the table, then append the table to the setting's element.
+//  4. For each list-valued setting in the page: load it into a table (tarrow.h), close the store,
+//     call post-get with TARROW_ACTION_GETLIST and the table, then append the table to the
+//     setting's element.
 //  5. Call post-get with TARROW_ACTION_GET and the page.
 //  6. Write the tree as the answer. mxmlSetWrapMargin(0) keeps Mini-XML from wrapping texts.
 //
 // A set request:
-//  1. Set dc_opaque to null. Call pre-set with TARROW_ACTION_SET and the page. Stop if it fails.
-//  2. Write the posted settings to the store. Close the store.
+//  1. Set dc_opaque to null. Call pre-set with TARROW_ACTION_SET and the page. It fails only when
+//     it cannot create the temporary file (see below). Stop then.
+//  2. Write the posted settings to the store. For a list-valued setting, load the stored list into
+//     a table, apply the posted items with dl_xmllist_to_dlist, and write the table back. Close
+//     the store.
 //  3. Call post-set with TARROW_ACTION_SET and the same dc_args_t.
-//  4. Remove the temporary file (see below).
+//  4. Remove the temporary file.
+// The library defines no answer to a set request. daemon.c writes the posted tree, to which
+// http_share adds the result of its action 3.
 //
 // To read reboot or restore_defaults is to run their scripts: never read all modules in a loop.
+//
+//
+// WHICH ELEMENTS ARE SETTINGS
+//
+// The daemon itself knows which elements are settings, under which keys it stores them, which of
+// them are lists, and the names of the fields of a list. No header lists them. Handlers read only
+// two of the tables. They expect in device_management the MAC address in field 0 and the connection
+// type in field 4, and in wlan_cli_scan the SSID in field 0.
+//
+// Leave empty what a handler fills: it appends its value to the text that is there. The headers of
+// device_date, device_management, diagnostic, pin_puk, sms, statistics, upgrade_status, wan,
+// wlan_security and wlan_wps_client name these elements. One of them, roaming in cellular of wan,
+// has the name of a value that the library reads from the store. wlan_get and http_share_post_get,
+// which no row has, also fill elements.
+//
+// Do not store posted commands and their arguments:
+//  - contacts: deleted, sim_contacts_list
+//  - diagnostic: command, arg
+//  - http_share: http_share_action, mode_set, and the five elements with SD_CARD in their names
+//  - pin_puk: command, pin, new_pin, puk, mep_unlock_ck
+//  - sms: all elements
 //
 //
 // THE SETTINGS STORE
@@ -37,8 +69,8 @@
 // Have no module of the store open during a dispatch call. Handlers and scripts open it themselves,
 // and the post-set scripts read the values that the daemon has just written.
 //
-// The daemon stores the posted settings of every module, and decides which elements are settings
-// and under which keys it stores them. The library stores only these itself:
+// The daemon stores the posted settings of every module. The library stores only these itself; the
+// key of a nested element is the names joined by dots, as for pin in cellular:
 //  - wan: cellular.pin, cellular.puk, cellular.mep_nck, cellular.mep_nsck, cellular.mep_spck,
 //    cellular.mep_cck and cellular.mep_pck, for posts to pin_puk
 //  - http_share: sdcard_mode_option (action 2); HTTP_SHARE_STATUS, HTTP_SHARE_WR_AUTH and
@@ -51,9 +83,11 @@
 //
 // THE TEMPORARY FILE OF A SET REQUEST
 //
-// A module's pre-set script can leave data for its post-set script in a file. Pre-set creates it:
-// "/tmp/tarrow.XXXXXX", empty, mode 0600. Both scripts get its path as their second argument. The
-// path travels in dc_opaque as a heap string, which post-set frees and replaces by null.
+// A module's pre-set script can leave data for its post-set script in a file. Pre-set creates it,
+// "/tmp/tarrow.XXXXXX", empty, mode 0600, only for a module with a pre-set script and no pre-set
+// function. For other modules, pre-set does not change dc_opaque. Both scripts get the path as
+// their second argument. It travels in dc_opaque as a heap string, which post-set frees and
+// replaces by null.
 //
 // The library never removes the file. The daemon copies the path after pre-set and removes the file
 // after post-set. A daemon that gives up between the phases also frees dc_opaque.
@@ -88,7 +122,10 @@
 // SCRIPTS, SIGNALS AND CHILD PROCESSES
 //
 // Commands run in /bin/sh, through system() and popen(). They inherit the daemon's environment,
-// folder and standard streams, and those of its descriptors that are not close-on-exec.
+// folder and standard streams, and those of its descriptors that are not close-on-exec. What they
+// print would be part of the answer of a daemon that writes to standard output. Before the first
+// call, such a daemon moves its output to a close-on-exec descriptor, and makes standard error the
+// standard output, and /dev/null the standard input, as daemon.c does.
 //
 // The exit status of a script is ignored: a script that fails or is missing goes unnoticed. Only a
 // PIN change and the write to the channel notice file (find_channel) look at an exit status.
@@ -128,7 +165,7 @@
 // A dlist_node_t has 48,096 bytes, half of it on 32 bits: not for a small stack.
 //
 // When memory runs out, operations fail as described with each of them. But get_device_date ends
-// the process: see modules/device_date/device_date_applet.h.
+// the process, then and for a long zone name in TZ: see modules/device_date/device_date_applet.h.
 //
 //
 // OWNERSHIP
@@ -205,13 +242,14 @@ typedef struct applet_info {
     char di_fd; // field delimiter; 0: the default, ':'
 } applet_info;
 
-// Returns a new copy of the table, which the caller frees, or null when memory runs out. *number
-// becomes 32 in both cases; number may be null.
+// Returns a new copy of the table, which the caller frees, or null when memory runs out. Test the
+// pointer: *number becomes 32 in both cases. number may be null.
 applet_info *tarrow_get_module_applets(int *number);
 
 // Run one phase of a request on a row. They return 0, whatever the handler function returns, and
-// for a null di, with which nothing runs. Pre-set returns -1 when it has to create the temporary
-// file and cannot, or dca is null: then no script runs and dca does not change.
+// for a null di, with which nothing runs. Only pre-set can fail: it returns -1 when it has to
+// create the temporary file and cannot, or dca is null. Then no script runs and dca does not
+// change.
 int __tarrow_call_module_pre_set_handler(const applet_info *di, int flags, dc_args_t *dca);
 int __tarrow_call_module_post_set_handler(const applet_info *di, int flags, dc_args_t *dca);
 int __tarrow_call_module_pre_get_handler(const applet_info *di, int flags, dc_args_t *dca);

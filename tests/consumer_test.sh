@@ -33,5 +33,6 @@ endforeach()
 E_O_T
 cmake -G Ninja -S "$stage/consumer" -B "$stage/consumer" -DCMAKE_PREFIX_PATH="$PWD/$stage" > /dev/null
 cmake --build "$stage/consumer" > /dev/null
-rm "$library/libtarrow_modules.so"
-gcc examples/daemon.c -o "$stage/daemon" $(pkg-config --static --cflags --libs tarrow_modules)
+gcc examples/daemon.c -o "$stage/daemon" $(pkg-config --static --cflags --libs tarrow_modules |
+    sed s/-ltarrow_modules/-l:libtarrow_modules.a/)
+! readelf -d "$stage/daemon" | grep libtarrow_modules || { echo "the archive is not used"; exit 1; }

@@ -3,9 +3,9 @@
 // THIS MODULE CAN END THE PROCESS. When get_device_date cannot produce the date, it calls exit(1).
 // It cannot when memory for 128 bytes runs out, when the clock cannot be read or converted, or when
 // the zone's name in TZ has more than 102 characters. Before a daemon calls post-get on
-// device_date, it can check that malloc gives it 8 KB, and free them. That is enough as long as no
-// other thread allocates memory. With the static library, a daemon can call get_date instead, which
-// returns -1.
+// device_date, it can check that malloc gives it 8 KB, and free them. That is enough memory as long
+// as no other thread allocates any. The daemon also checks that no zone name in TZ is longer than
+// 102 characters. With the static library, it can call get_date instead, which returns -1.
 //
 // (archive): only in the static library; the shared library does not export it.
 #ifndef TARROW_DEVICE_DATE_APPLET_H

@@ -26,7 +26,8 @@ int get_connected_type(int flags, dc_args_t *dc);
 //    removes the others. Runs brctl and wapctl for the hosts of the bridge and the access point,
 //    and waits for both.
 //  - With a subtree: fills nr_connected_dev with the number of connected hosts in the tables since
-//    the pre-get call.
+//    the pre-get call. Without a table that is 0: for a page that asks for the number alone, pass
+//    the table all the same, and do not append it to the page.
 int get_connected_hosts(int flags, dc_args_t *dc);
 
 // (archive) Fills nr_connected_dev of the subtree, if the subtree of the pre-get call had it.

@@ -47,10 +47,11 @@ void mep_get_attempts(int32_t *attempts);
 
 // Fills pin_attempts, puk_attempts, pin_enabled, cmd_status and mep_attempts, at any depth below
 // root, from their files below "/tmp/telephony". Queries the modem where a file cannot be opened.
+// cmd_status is 1 once after a PIN change that failed: the get that shows it deletes its file.
 // Returns 0.
 int pin_puk_xml_get(mxml_node_t *root);
 
-// Carries out the operation of the element "command", which is one of:
+// Carries out the operation of the element "command", which is one of these numbers:
 //   1 enable_pin, 2 disable_pin                  with "pin", of at most 204 characters
 //   3 change_pin                                 with "pin" and "new_pin", at most 187 together
 //   4 reset_pin_using_puk                        with "puk" and "new_pin", at most 255 each

@@ -14,9 +14,10 @@ extern "C" {
 // The handlers call openlog: the process logs as "tarrow:sms", facility LOG_USER, from then on.
 // They return -1 for a record without an XML subtree, and log the reason.
 
-// Pre-get handler: fills the sections del, list, capacity, save and send of the page from the
-// scripts' answer files below "/tmp/telephony/sms". list and capacity first run their script.
-// Returns 0, or the first negative result of a section, after which it fills no other.
+// Pre-get handler: fills the page from the scripts' answer files below "/tmp/telephony/sms", in
+// this order: dev of del, or its sim when it has no dev; the same of list; sim of capacity; save;
+// send. list and capacity first run their script. Returns 0, or the first negative result of a
+// section, after which it fills no other.
 int sms_pre_get(int flags, dc_args_t *dc);
 
 // Post-get handler: runs "sms_post_get.sh concat_number" when the page has "concat_number". Returns

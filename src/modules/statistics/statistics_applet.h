@@ -45,9 +45,13 @@ typedef struct statistics {
 } statistics_t;
 
 // Post-get handler: reads the counters of the WAN interface, "usb" and "uap0", the WAN totals of
-// the billing period and the WAN speeds, and fills the groups of the subtree. It makes all five
-// exchanges, whatever the page asks for. Returns 0; -1 for a record without an XML subtree and when
-// memory for the counters runs out.
+// the billing period and the WAN speeds. It makes all five exchanges, whatever the page asks for.
+// It fills these elements, and moves each to the end of its group:
+//  - WanStatistics, LanStatistics, WlanStatistics: rx, tx, rx_giga_bytes, tx_giga_bytes, rx_bytes,
+//    tx_bytes, errors
+//  - only WlanStatistics: rx_dropped, tx_collisions, tx_dropped
+//  - WanStatisticsAccu: rx_bytes, tx_bytes, rx_giga_bytes, tx_giga_bytes, rx_speed, tx_speed
+// Returns 0; -1 for a record without an XML subtree and when memory for the counters runs out.
 int stat_get(int flags, dc_args_t *dc);
 
 // All below: (archive). The caller provides a zero-filled record. A counter whose file is missing

@@ -109,7 +109,7 @@ int get_wan_link_status(void);
 // --- The wan document ---
 
 // Post-get handler: calls openlog for "tarrow:wan", facility LOG_SYSLOG, runs a SIM check when one
-// is due, and fills the subtree. Returns 0; -1 for a record without an XML subtree.
+// is due, and fills the elements of wan_xml_get. Returns 0; -1 for a record without an XML subtree.
 int wan_get(int flags, dc_args_t *dc);
 
 // Pre-get handler: moves pc_mac to the end of the subtree and fills it with the hardware address of
@@ -117,7 +117,12 @@ int wan_get(int flags, dc_args_t *dc);
 // for a record without an XML subtree.
 int wan_pc_mac_get(int flags, dc_args_t *dc);
 
-// (archive) Fills the elements of the wan subtree. Returns 1.
+// (archive) Fills these elements of the wan subtree:
+//  - its children ConnType, ip4, ip6, wan_link_status, wan_conn_status, gateway, dns1, dns2
+//  - the children of "cellular": conn_days, conn_hours, conn_minutes, conn_seconds, spn, roaming,
+//    rssi, isp, act, sim_status, pin_status, pin_attempts, puk_attempts
+// It does not fill "msisdn" of "cellular", for which the device only begins to fetch the number.
+// Returns 1.
 int wan_xml_get(mxml_node_t *root);
 
 // (archive) Runs the SIM check and waits for it, unless a check is running (the file
