@@ -34,7 +34,7 @@ A number may have any length. Numbers are missing here, and the answer about the
 
   $ fresh
   $ file /tmp/cellular_sim_status 0
-  $ when /usr/app/at_chat 'echo "*PINCNT:(0000000003, -1,"; echo "+CLCK 1"'
+  $ when /usr/app/at_chat 'echo "*PINCNT:(0000000003,"; echo "+CLCK 1"'
   $ get pin_puk '<pin_puk><x><pin_attempts/></x><puk_attempts/><pin_enabled/></pin_puk>'
   + /usr/app/at_chat -c AT*PINCNT | /xbin/grep PINCNT > /tmp/telephony/.tmpinfo
   <15>tarrow: Get the format data of PINCNT:3,-1,-1,-1\n
