@@ -38,11 +38,11 @@ The whole line has at most 99 characters, those that quote the name among them.
 
 A name of 29 characters is used. One of digits stays apart from the redirection.
 
-  $ file /tmp/tcard_block "$(repeat 29 0)"
+  $ file /tmp/tcard_block "$(repeat 2 0123456789)012345678"
   $ post http_share '<http_share><http_share_action>2</http_share_action><mode_set>usb</mode_set></http_share>'
-  +  echo '00000000000000000000000000000'>/sys/devices/platform/usb_mass_storage/lun1/file
+  +  echo '01234567890123456789012345678'>/sys/devices/platform/usb_mass_storage/lun1/file
   was /sys/devices/platform/usb_mass_storage/lun1/file $'/dev/block/mmcblk0\n'
-  now /sys/devices/platform/usb_mass_storage/lun1/file $'00000000000000000000000000000\n'
+  now /sys/devices/platform/usb_mass_storage/lun1/file $'01234567890123456789012345678\n'
 
 # A file is looked for by its path on the device
 
@@ -132,8 +132,8 @@ To enter a folder, nothing has to be done.
 
 # Paths have limits
 
-A folder is made when its posted path has at most 200 characters. The
-posted time has a character that no time has, so none is set.
+A folder is made when its posted path has at most 200 characters. The time has a character that no time has, so none is
+set.
 
   $ fresh
   $ post http_share "<http_share><http_share_action>9</http_share_action><path_SD_CARD>/mmc2$(repeat 95 /.)/five</path_SD_CARD><path_SD_CARD_time>2026=</path_SD_CARD_time></http_share>"
@@ -219,7 +219,7 @@ The card itself is not renamed.
 Each name ends with a "*", has 1 to 255 characters, and is the name of an entry.
 
   $ fresh
-  $ file /mnt/external_sdcard/a
+  $ mkdir /mnt/external_sdcard/a
   $ file /mnt/external_sdcard/folder/file
   $ for names in 'a*b' 'a**' 'a*.*' 'a*..*' 'a*folder/file*' "a*$(repeat 256 n)*"; do
   >   echo "$names: $(post http_share "<http_share><http_share_action>8</http_share_action><path_SD_CARD>/mmc2</path_SD_CARD><name_SD_CARD>$names</name_SD_CARD></http_share>")"
@@ -231,7 +231,7 @@ Each name ends with a "*", has 1 to 255 characters, and is the name of an entry.
   a*folder/file*: post-set: -1
   a*nnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnn*: post-set: -1
   $ post http_share "<http_share><http_share_action>8</http_share_action><path_SD_CARD>/mmc2</path_SD_CARD><name_SD_CARD>a*...*$(repeat 255 n)*</name_SD_CARD></http_share>"
-  was /mnt/external_sdcard/a ''
+  was /mnt/external_sdcard/a/
 
 # A post without an action, or without an element that its action needs, is refused
 
