@@ -33,9 +33,9 @@ number without a list.
 The first line of the bridge's table and the first two lines about stations are headings.
 
   $ fresh
-  $ when /system/usr/sbin/brctl 'printf "1 heading no 1\n0 port-0 no 1\n1 port-1 no 1\n 4 Port-4 No 1\n5 port-5 no 1\n12 port-12 no 1\n1 short no\n1 local yes 1"'
+  $ when /system/usr/sbin/brctl 'printf "1 heading no 1\n0 port-0 no 1\n1 port-1 no 1\n 4 Port-4 No 1\n5 port-5 no 1\n12 port-12 no 1\n1 local yes 1"'
   $ when /system/usr/bin/wapctl 'printf "MAC Address: heading\nMAC Address: heading\n  MAC Address: Station\nMAC cut\nother\n-MAC Address:end"'
-  $ getlist device_management 'mac#name#first_seen#last_seen#type' 'heading####USB' 'port-0####USB' 'port-1####USB' 'port-4####USB-4' 'port-5####USB' 'port-12####USB' 'short####USB' 'local####USB' '~####' 'port-1####usb' 'heading####WLAN' 'station####WLAN-5GHz' 'cut####WLAN' 'END####WLAN'
+  $ getlist device_management 'mac#name#first_seen#last_seen#type' 'heading####USB' 'port-0####USB' 'port-1####USB' 'port-4####USB-4' 'port-5####USB' 'port-12####USB' 'local####USB' '~####' 'port-1####usb' 'heading####WLAN' 'station####WLAN-5GHz' 'cut####WLAN' 'END####WLAN'
   + /system/usr/sbin/brctl showmacs br0
   + /system/usr/bin/wapctl -i uap0 sta_list
   mac#name#first_seen#last_seen#type#connected#ip_address
@@ -45,7 +45,6 @@ The first line of the bridge's table and the first two lines about stations are 
   port-4####USB-4#1
   port-5####USB#0
   port-12####USB#0
-  short####USB#0
   local####USB#0
   port-1####usb#0
   heading####WLAN#0
