@@ -183,9 +183,8 @@ The card itself is not renamed.
 
   $ fresh
   $ file /mnt/external_sdcard/folder/file
-  $ file /tmp/file
   $ ln -s /tmp /mnt/external_sdcard/folder/link
-  $ for path in /mmc /mmc2x /mmc2 /mmc2/. /mmc2//folder//..//folder /mmc2/folder/link/ /mmc2/folder/link/file; do
+  $ for path in /mmc /mmc2x /mmc2 /mmc2/. /mmc2//folder//..//folder /mmc2/folder/link/; do
   >   echo "$path: $(post http_share "<http_share><http_share_action>6</http_share_action><path_SD_CARD>/mmc2</path_SD_CARD><OLD_NAME_SD_CARD>$path</OLD_NAME_SD_CARD><NEW_NAME_SD_CARD>/mmc2/new</NEW_NAME_SD_CARD><path_SD_CARD_time>2026</path_SD_CARD_time></http_share>")"
   > done
   /mmc: post-set: -1
@@ -194,7 +193,6 @@ The card itself is not renamed.
   /mmc2/.: post-set: -1
   /mmc2//folder//..//folder: post-set: -1
   /mmc2/folder/link/: post-set: -1
-  /mmc2/folder/link/file: post-set: -1
   $ post http_share '<http_share><http_share_action>6</http_share_action><path_SD_CARD>/mmc2</path_SD_CARD><OLD_NAME_SD_CARD>/mmc2/folder</OLD_NAME_SD_CARD><NEW_NAME_SD_CARD>/mmc2/../new</NEW_NAME_SD_CARD><path_SD_CARD_time>2026</path_SD_CARD_time></http_share>'
   post-set: -1
   $ post http_share '<http_share><http_share_action>6</http_share_action><path_SD_CARD>/mmc2</path_SD_CARD><OLD_NAME_SD_CARD>/mmc2/folder</OLD_NAME_SD_CARD><NEW_NAME_SD_CARD>/mmc2/folder/link/new</NEW_NAME_SD_CARD><path_SD_CARD_time>2026</path_SD_CARD_time></http_share>'
@@ -234,9 +232,7 @@ Each name ends with a "*", has 1 to 255 characters, and is the name of an entry.
   post-set: -1
   $ post http_share '<http_share><http_share_action>7</http_share_action></http_share>'
   post-set: -1
-  $ post http_share '<http_share><http_share_action>4</http_share_action><HTTP_SHARE_STATUS>Enable</HTTP_SHARE_STATUS><HTTP_SHARE_WR_AUTH>Enable</HTTP_SHARE_WR_AUTH></http_share>'
-  post-set: -1
-  $ post http_share '<http_share><http_share_action>4</http_share_action><HTTP_SHARE_WR_AUTH>Enable</HTTP_SHARE_WR_AUTH><HTTP_SHARE_FILE>/mmc2</HTTP_SHARE_FILE></http_share>'
+  $ post http_share '<http_share><http_share_action>4</http_share_action><HTTP_SHARE_STATUS>Enable</HTTP_SHARE_STATUS><HTTP_SHARE_FILE>/mmc2</HTTP_SHARE_FILE></http_share>'
   post-set: -1
   $ post http_share '<http_share><http_share_action>6</http_share_action><path_SD_CARD>/mmc2</path_SD_CARD><NEW_NAME_SD_CARD>/mmc2/new</NEW_NAME_SD_CARD><path_SD_CARD_time>2026</path_SD_CARD_time></http_share>'
   post-set: -1
