@@ -85,3 +85,17 @@ Of a line 19 characters count, and of its number the low 32 bits. A file that be
   client read output error. ret:[12] != output_dsize:[20]
   <statistics><LanStatistics><tx_giga_bytes>0</tx_giga_bytes><tx_bytes>3</tx_bytes></LanStatistics></statistics>
   was /tmp/.sflck ''
+
+# The self-test makes one request of each kind
+
+  $ fresh
+  $ server '1 2 -1 4 5' '6' '7 8'
+  $ tarrow_host stat-selftest
+  asked: operation 1, Accu Interface 0 0 0 0 1 4 113 0 0 0 0 0 0 0 0 1 5 113 0 0 0 0 0
+  asked: operation 0, Reset Interface
+  asked: operation 2, Speed Interface
+  got output
+  rx:[1] rx_g:[2] tx:[-1] tx_g:[4] 
+  got reset output ret:[6]
+  speed output
+  rx:[7] tx:[8]
