@@ -27,9 +27,9 @@ boot sh -c 'ip link del br0; hostname other; rm -rf /tmp /etc /data; mkdir /etc;
 expect "this machine is as it was, without a process more" "$before" "$(machine; pgrep -f 'sleep 4711')"
 copy=$(mktemp -d "/tmp/it's a clone XXXXXX")
 cp -r device docs src tests tools "$copy" && mkdir -p "$copy/build/release"
-cp build/release/{cfgdb_cmd,tarrow_host,tarrow_tests,stat_server,*.so} "$copy/build/release"
+cp build/release/{cfgdb_cmd,tarrow_host,tarrow_tests,page,stat_server,*.so} "$copy/build/release"
 chmod -R a+rX "$copy"
-expect "the tests in a folder whose name has a quote and blanks" 0 "$("$copy/tests/run_tests.sh" release &> "$copy/log"; echo $?)"
+expect "the tests in a folder whose name has a quote and blanks" 0 "$("$copy/tests/run" &> "$copy/log"; echo $?)"
 if [ "$(id -u)" = 0 ]; then
     expect "an ordinary user's device" "<lan /> 0" \
         "$(cd "$copy" && echo '<lan/>' | setpriv --reuid 1234 --regid 1234 --clear-groups \
