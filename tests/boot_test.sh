@@ -7,6 +7,8 @@ expect() { # expect NAME WANTED GOT
     [ "$2" = "$3" ] || { echo "$1: wanted '$2', got '$3'"; failed=1; }
 }
 boot() { device/boot "$@" 2>&1; }
+await() { for _ in {1..600}; do "$@" > /dev/null && break; sleep 0.1; done; } # await COMMAND...: until it succeeds
+are_gone() { ! pgrep -f "$1"; }
 device_files=$(boot ls /tmp)
 machine() { # of /tmp, where others work too, what has the name of a file of the device
     ip -br link; ls -a / /run /mnt /etc; ls /tmp | grep -xF "$device_files"; cat /proc/mounts; hostname
@@ -39,38 +41,40 @@ if [ "$(id -u)" = 0 ]; then
 fi
 mkfifo "$copy/request"
 env -u TARROW_GROUP ./run get wan - <> "$copy/request" 2> /dev/null &
-for _ in {1..300}; do pgrep -xf 'tarrow_host get wan -' > /dev/null && break; sleep 0.1; done
+await pgrep -xf 'tarrow_host get wan -'
 expect "a request that waits" 1 "$(pgrep -cxf 'tarrow_host get wan -')"
 kill -KILL $!
 wait $! 2> /dev/null
-sleep 2
+await are_gone 'tarrow_host get wan -'
 expect "what is left of it, killed" "" "$(pgrep -f 'tarrow_host get wan -'; grep -ls "${copy##*/}" /proc/[0-9]*/mountinfo)"
 rm -rf "$copy"
 tool() { "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; "$@"' - "$@"; }
 for signal in INT QUIT TERM HUP KILL; do
     env -u TARROW_GROUP --default-signal=INT,QUIT,HUP "$BASH" -c '. tools/setup.sh; together sh -c "sleep 4711 & device/boot sleep 4711"' &
-    for _ in {1..300}; do pgrep -xf 'sleep 4711' > /dev/null && break; sleep 0.1; done
+    await pgrep -xf 'sleep 4711'
     sleep 0.5
     kill -$signal $!
     wait $! 2> /dev/null
     status=$?
     expect "by $signal" $((128 + $(kill -l $signal))) $status
 done
-device/boot sleep 4711 &
-sleep 2
+device/boot sleep 4712 &
+await pgrep -xf 'sleep 4712'
 kill -KILL $!
+wait $! 2> /dev/null
+await are_gone 'sleep 4712'
 tool up 2> /dev/null
 expect "a device that stays" "static 7" "$(tool in_device cfgdb_cmd set wan proto static
     echo $(tool in_device sh -c 'cfgdb_cmd get wan proto; sleep 4711 > /run/x & exit 7'; echo $?))"
-env -u TARROW_GROUP "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; in_device setsid sleep 4711' &
-sleep 2
+env -u TARROW_GROUP "$BASH" -c '. tools/setup.sh; . tools/device.sh; record=build/device/test; in_device setsid sleep 4712' &
+await pgrep -xf 'sleep 4712'
 kill -KILL $!
 wait $! 2> /dev/null
-sleep 2
-expect "of a killed command in it, and what went on there" "sleep 4711" "$(pgrep -af 'sleep 4711' | cut -d' ' -f2-)"
+await are_gone 'sleep 4712'
+expect "of a killed command in it, and what went on there" "sleep 4711" "$(pgrep -af 'sleep 471[12]' | cut -d' ' -f2-)"
 sed -i.copy 's/ [0-9]*:[0-9]* / 1:2 /' build/device/test
 expect "another folder's device" 1 "$(tool is_up; echo $?)"
 mv build/device/test.copy build/device/test
 tool down 2> /dev/null
-expect "nothing outlives that, or a signal" "" "$(pgrep -f 'sleep 4711')"
+expect "nothing outlives that, or a signal" "" "$(pgrep -f 'sleep 471[12]')"
 exit $failed
