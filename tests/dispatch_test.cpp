@@ -2,10 +2,18 @@
 
 #include "support/device.h"
 
+#include "modules/pin_puk/pin_puk_applet.h"
 #include "modules/wlan_wps_client/wlan_wps_client_applet.h"
 #include "support/owned.h"
 #include "tarrow_applets.h"
 #include "tarrow_log.h"
+
+/// Whether libmxml has no memory for an element.
+static bool are_elements_refused = false;
+extern "C" mxml_node_t *__real_mxmlNewElement(mxml_node_t *parent, const char *name);
+extern "C" mxml_node_t *__wrap_mxmlNewElement(mxml_node_t *parent, const char *name) {
+    return are_elements_refused ? nullptr : __real_mxmlNewElement(parent, name);
+}
 
 namespace {
 
@@ -105,6 +113,39 @@ TEST_F(dispatch_test, messages_log_why_they_refuse_a_record) {
     EXPECT_EQ(events, (strings{"<11>tarrow:sms: Argument dc is NULL",
                                "<11>tarrow:sms: dc->dc_type is not TARROW_CB_ARGS_XML",
                                "<11>tarrow:sms: No XML root found"}));
+}
+
+TEST_F(dispatch_test, a_message_that_there_is_no_memory_for_is_logged) {
+    canned_output = "";
+    write_file("/tmp/telephony/sms/.list_dev", "1#2\n");
+    mxml_node_t *page =
+        mxmlLoadString(nullptr, "<sms><list><dev/></list></sms>", MXML_OPAQUE_CALLBACK);
+    dc_args_t args = {TARROW_CB_ARGS_XML, {page}, nullptr};
+    are_elements_refused = true;
+    tarrow_call_module_pre_get_handler("sms", TARROW_ACTION_GET, &args);
+    are_elements_refused = false;
+    mxmlDelete(page);
+    EXPECT_EQ(events.back(), "<11>tarrow:sms: Failed to create node: item");
+}
+
+TEST_F(dispatch_test, operations_of_the_pin_refuse_codes_that_are_none) {
+    EXPECT_EQ(enable_pin("1;"), -1);
+    EXPECT_EQ(disable_pin("1;"), -1);
+    EXPECT_EQ(change_pin("1", ";"), -1);
+    EXPECT_EQ(reset_pin_using_puk("1", ";"), -1);
+    EXPECT_EQ(provide_pin(";"), -1);
+    EXPECT_EQ(mep_provide_ck(";"), -1);
+    EXPECT_EQ(events, strings());
+}
+
+TEST_F(dispatch_test, operations_of_the_pin_give_0_once_their_commands_have_run) {
+    canned_output = "";
+    EXPECT_EQ(enable_pin("1"), 0);
+    EXPECT_EQ(disable_pin("1"), 0);
+    EXPECT_EQ(change_pin("1", "2"), 0);
+    EXPECT_EQ(reset_pin_using_puk("1", "2"), 0);
+    EXPECT_EQ(provide_pin("1"), 0);
+    EXPECT_EQ(mep_provide_ck("1"), -1) << "no control key is waited for";
 }
 
 TEST_F(dispatch_test, of_a_serial_trace_255_characters_are_written) {
