@@ -47,7 +47,7 @@ function showHistory() {
 
 // What is open stays open after a reload.
 for (const details of document.querySelectorAll("details")) {
-    details.open = remembered(`open ${details.id}`) !== null ? remembered(`open ${details.id}`) === "true" : details.id === "docs";
+    details.open = remembered(`open ${details.id}`) === "true";
     details.addEventListener("toggle", () => remember(`open ${details.id}`, details.open));
 }
 for (const button of document.querySelectorAll("[data-open]")) {
