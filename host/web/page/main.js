@@ -16,7 +16,7 @@ function showAddress() {
     find("nav [aria-current]")?.removeAttribute("aria-current");
     find(`nav [href="#${CSS.escape(name)}"]`)?.setAttribute("aria-current", "page");
     say(name && !phases ? `There is no module ${name}.` : "", true);
-    showHistory();
+    keepFocus(showHistory);
     if (phases) showModule(name, phases, ids.slice(0, 2)).catch((error) => say(error.message, true));
 }
 
@@ -67,11 +67,10 @@ addEventListener("beforeunload", (event) => { if (Object.keys(modules).some(isRu
 call("modules", {}, (lines) => {
     for (const { module, phases } of lines) if (module) modules[module] = phases;
 }).then(() => {
-    const breakable = (text) => text.split(/(?<=[/_])/).flatMap((part) => [part, make("wbr")]);
     const link = (name) => make("a", { href: `#${name}` }, name);
     find("nav ul").append(...Object.keys(modules).map((name) => make("li", {}, link(name))));
     find("#overview tbody").append(...Object.entries(modules).map(([name, phases]) => {
-        const cells = ["pre-set", "post-set", "pre-get", "post-get"].map((phase) => make("td", {}, ...breakable(phases[phase] ?? "")));
+        const cells = ["pre-set", "post-set", "pre-get", "post-get"].map((phase) => make("td", {}, phases[phase] ?? ""));
         return make("tr", {}, make("th", { scope: "row" }, link(name)), ...cells);
     }));
     addEventListener("hashchange", showAddress);

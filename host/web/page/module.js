@@ -16,13 +16,13 @@ export const onEnd = (callback) => { ended = callback; };
 
 /** Shows a module, and of its history the requests with some ids instead of the last ones. Reads it when it is new. */
 export async function showModule(name, phases, ids) {
-    find("#name").textContent = name;
-    find("#phases").replaceChildren(...Object.entries(phases).flatMap(([phase, what]) => [make("dt", {}, phase), make("dd", {}, what)]));
     const docs = await docsOf(name);
     const state = states.get(name) ?? await open(name, docs);
     if (location.hash.slice(1).split("/")[0] !== name) return; // another was chosen meanwhile
     if (shown && shown !== state) for (const box of [document.documentElement, find("main")]) box.scrollTop = 0;
     shown = state;
+    find("#name").textContent = name;
+    find("#phases").textContent = Object.entries(phases).map(([phase, what]) => `${phase}: ${what}`).join(", ");
     find("article").replaceChildren(...docs.body.childNodes);
     find("article").scrollTop = 0;
     state.ids = ids;

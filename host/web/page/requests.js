@@ -68,7 +68,6 @@ function showRunning() {
         const step = entry.steps.findLast(({ kind, took }) => kind === "command" && took === undefined);
         item.firstChild.textContent = `${Math.round((Date.now() - entry.time) / 1000)} s ${cut(step?.text ?? "", 60)}`;
     }
-    for (const link of document.querySelectorAll("nav a")) link.classList.toggle("running", running.has(link.textContent));
 }
 
 /** All requests that have ended, the newest first. */
