@@ -112,11 +112,6 @@ private:
     int errors_ = -1;
 };
 
-struct request {
-    std::string body;
-    std::size_t size = 0;
-};
-
 /// A command whose lines are on their way to the browser.
 struct stream {
     process command;
@@ -378,28 +373,27 @@ MHD_Result handle(void *context, MHD_Connection *connection, const char *url, co
         if (!is_get && std::strcmp(method, MHD_HTTP_METHOD_POST) != 0) {
             return refuse(connection, MHD_HTTP_METHOD_NOT_ALLOWED, "only GET and POST are served");
         }
-        *state = new request;
+        *state = new std::string;
         return MHD_YES;
     }
-    request &asked = *static_cast<request *>(*state);
+    std::string &body = *static_cast<std::string *>(*state);
     if (*size > 0) { // a browser hears the refusal of a long body only after sending it all
-        asked.size += *size;
-        asked.body.append(data, asked.size > body_limit ? 0 : *size);
+        body.append(data, *size);
         *size = 0;
-        return asked.size > flood_limit ? MHD_NO : MHD_YES;
+        return body.size() > flood_limit ? MHD_NO : MHD_YES;
     }
-    if (asked.size > body_limit) {
+    if (body.size() > body_limit) {
         return refuse(connection, MHD_HTTP_CONTENT_TOO_LARGE, "a request has at most 64 KiB");
     }
     return is_get ? answer_get(served, connection, path)
-                  : answer_post(served, connection, path, asked.body);
+                  : answer_post(served, connection, path, body);
 }
 
 } // namespace
 
 MHD_Daemon *serve(const site &served, int socket) {
     const auto forget = [](void *, MHD_Connection *, void **state, MHD_RequestTerminationCode) {
-        delete static_cast<request *>(*state);
+        delete static_cast<std::string *>(*state);
         *state = nullptr;
     };
     return MHD_start_daemon(

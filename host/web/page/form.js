@@ -14,23 +14,19 @@ export function showForm(state, changed) {
 
 function heading(state, { path, meaning, values, empty, isRead }, changed) {
     const ask = make("input", { type: "checkbox", id: `ask ${path}`, "aria-label": `Ask for ${path}`, disabled: !state.read,
-        checked: Boolean(state.read && at(state.read, path)) });
-    ask.onchange = () => {
-        if (ask.checked) add(state.read, path);
-        else remove(at(state.read, path));
-        changed("read");
-    };
+        checked: Boolean(state.read && at(state.read, path)), onchange: () => {
+            if (ask.checked) add(state.read, path);
+            else remove(at(state.read, path));
+            changed("read");
+        } });
     const words = [values && `Values: ${values}.`, empty && `Empty: ${empty}.`].filter(Boolean).join(" ");
     return make("th", { scope: "row" }, make("label", {}, ...isRead ? [ask, " "] : [], make("code", {}, path)),
         make("p", {}, meaning ?? ""), make("small", {}, words));
 }
 
 /** A field whose text is handed on when it changes. */
-function input(label, value, take) {
-    const area = make("textarea", { rows: 1, value, spellcheck: false, id: `new ${label}`, "aria-label": `New value of ${label}` });
-    area.oninput = () => take(area.value);
-    return area;
-}
+const input = (label, value, take) => make("textarea", { rows: 1, value, spellcheck: false, id: `new ${label}`,
+    "aria-label": `New value of ${label}`, oninput: ({ target }) => take(target.value) });
 
 function leafRow(state, element, changed) {
     const { path, isRead, isPosted, isParameter } = element, kind = isParameter ? "read" : "write";
@@ -63,12 +59,8 @@ function listRow(state, element, changed) {
         for (const { name, isPosted: isField } of fields) if (isField || !isStored) add(item, name).textContent = values[name] ?? "";
         return item;
     };
-    const button = (name, label, action) => {
-        const made = make("button", { type: "button", id: `${name} ${path} ${label}`, "aria-label": `${name} ${path} ${label}`,
-            disabled: !state.write }, name);
-        made.onclick = () => { action(); again(); };
-        return made;
-    };
+    const button = (name, label, action) => make("button", { id: `${name} ${path} ${label}`, disabled: !state.write,
+        "aria-label": `${name} ${path} ${label}`, onclick: () => { action(); again(); } }, name);
     const record = (values, number, item) => { // of the device, or else an item that is posted
         const isNew = !values, label = isNew ? `new ${number}` : `${number}`;
         let posted = isNew ? item : isPosted && state.write && itemOf(values[key]);

@@ -1,6 +1,6 @@
 // The page: the modules, which of them the address names, and the history of requests.
 import { call, find, keepFocus, make, quoted, remember, remembered, say } from "./server.js";
-import { onEnd, repeat, showModule } from "./module.js";
+import { repeat, showModule } from "./module.js";
 import { forget, history, isRunning, titleOf } from "./requests.js";
 import "./device.js";
 
@@ -26,16 +26,13 @@ function showHistory() {
     const entries = history().filter(({ module }) => module in modules && (!modules[name] || module === name));
     find("#history tbody").replaceChildren(...entries.map((entry) => {
         const { id, module, action, request, result, took } = entry, title = titleOf(entry);
-        const box = make("input", { type: "checkbox", id: `compare ${id}`, checked: ids.includes(id), "aria-label": `Compare ${title}` });
-        box.onchange = () => {
-            const marked = [...ids.filter((other) => other !== id), ...box.checked ? [id] : []].slice(-2);
-            location.hash = [module, ...marked].join("/");
-        };
-        const button = (label, action_) => {
-            const made = make("button", { id: `${label} ${id}`, "aria-label": `${label}: ${title}` }, label);
-            made.onclick = () => Promise.resolve(action_()).catch((error) => say(error.message, true));
-            return made;
-        };
+        const box = make("input", { type: "checkbox", id: `compare ${id}`, checked: ids.includes(id), "aria-label": `Compare ${title}`,
+            onchange: () => {
+                const marked = [...ids.filter((other) => other !== id), ...box.checked ? [id] : []].slice(-2);
+                location.hash = [module, ...marked].join("/");
+            } });
+        const button = (label, use) => make("button", { id: `${label} ${id}`, "aria-label": `${label}: ${title}`,
+            onclick: () => use().catch((error) => say(error.message, true)) }, label);
         const copy = (text) => () => navigator.clipboard.writeText(text).then(() => say("Copied."));
         return make("tr", {}, make("td", {}, box), make("td", {}, new Date(entry.time).toLocaleTimeString("en-GB")),
             make("th", { scope: "row" }, make("a", { href: `#${module}/${id}` }, title.replace(/ at .*/, ""))), make("td", {}, result),
@@ -62,7 +59,7 @@ find("#forget").addEventListener("click", () => {
     forget();
     keepFocus(showHistory, find("#main"));
 });
-onEnd(() => keepFocus(showHistory));
+addEventListener("ended", () => keepFocus(showHistory));
 addEventListener("beforeunload", (event) => { if (Object.keys(modules).some(isRunning)) event.preventDefault(); });
 call("modules", {}, (lines) => {
     for (const { module, phases } of lines) if (module) modules[module] = phases;

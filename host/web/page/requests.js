@@ -59,10 +59,8 @@ function showRunning() {
     for (const [module, { entry, controller }] of running) {
         let item = [...list.children].find((child) => child.dataset.module === module);
         if (!item) {
-            const button = make("button", { id: `stop ${module}` }, `Stop ${module}`);
-            button.onclick = () => controller.abort();
-            item = make("li", {}, make("span"), button);
-            item.dataset.module = module;
+            const button = make("button", { id: `stop ${module}`, onclick: () => controller.abort() }, `Stop ${module}`);
+            item = make("li", { "data-module": module }, make("span"), button);
             list.append(item);
         }
         const step = entry.steps.findLast(({ kind, took }) => kind === "command" && took === undefined);
