@@ -104,9 +104,9 @@ try:
     expect("after the write", ["192.168.1.9", "255.255.255.0"],
            browse('named("write").focus(); await press("write", "Write lan"); return read("ip", "mask")'))
     expect("a record is deleted, one added", ["02:00:00:00:00:07", "02:00:00:00:01:66"], browse("""
-        named("Delete fixed_leases 1").click(); named("Add fixed_leases record").click();
+        named("use fixed_leases 1").click(); named("use fixed_leases record").click();
         fill("new fixed_leases new 1 mac", "02:00:00:00:00:07"); await press("write", "Write lan"); await read();
-        return [...named("Add fixed_leases record").previousSibling.tBodies[0].rows].map((row) => row.cells[0].textContent)"""))
+        return [...named("use fixed_leases record").previousSibling.tBodies[0].rows].map((row) => row.cells[0].textContent)"""))
     browse(f'await show("wlan_settings"); fill("new ssid", "{MARKUP}"); await press("write", "Write wlan_settings")')
     expect("a network whose name is markup", [MARKUP, 0, "wlan_settings - Device"],
            browse('return [...await read("ssid"), document.images.length, document.title]'))

@@ -59,7 +59,8 @@ function listRow(state, element, changed) {
         for (const { name, isPosted: isField } of fields) if (isField || !isStored) add(item, name).textContent = values[name] ?? "";
         return item;
     };
-    const button = (name, label, action) => make("button", { id: `${name} ${path} ${label}`, disabled: !state.write,
+    // The button that takes a button's place gets its focus.
+    const button = (name, label, action) => make("button", { id: `use ${path} ${label}`, disabled: !state.write,
         "aria-label": `${name} ${path} ${label}`, onclick: () => { action(); again(); } }, name);
     const record = (values, number, item) => { // of the device, or else an item that is posted
         const isNew = !values, label = isNew ? `new ${number}` : `${number}`;

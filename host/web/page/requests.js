@@ -2,7 +2,7 @@
 import { call, cut, find, keepFocus, make, say } from "./server.js";
 
 const results = { 0: "answered", 1: "not answered", 2: "a wrong request", 3: "answered, but something was refused" };
-const prefix = "request ", entryLimit = 100, stepLimit = 500;
+const prefix = "request ", entryLimit = 100, stepLimit = 200;
 const running = new Map(); // a module's name: {entry, controller}
 
 export const isRunning = (module) => running.has(module);
