@@ -64,7 +64,8 @@ addEventListener("beforeunload", (event) => { if (Object.keys(modules).some(isRu
 call("modules", {}, (lines) => {
     for (const { module, phases } of lines) if (module) modules[module] = phases;
 }).then(() => {
-    const link = (name) => make("a", { href: `#${name}` }, name);
+    const scroll = ({ target }) => target.scrollIntoView({ block: "nearest", inline: "nearest" });
+    const link = (name) => make("a", { href: `#${name}`, onfocus: scroll }, name);
     find("nav ul").append(...Object.keys(modules).map((name) => make("li", {}, link(name))));
     find("#overview tbody").append(...Object.entries(modules).map(([name, phases]) => {
         const cells = ["pre-set", "post-set", "pre-get", "post-get"].map((phase) => make("td", {}, phases[phase] ?? ""));

@@ -43,7 +43,7 @@ function section(entry, total) {
     }
     const scale = make("th", { scope: "col", className: "scale", "aria-label": "Scale in milliseconds" }, ...ticks);
     const head = ["At", "Library", "Kind", "Step", "Took"].map((name) => make("th", { scope: "col" }, name));
-    const body = make("tbody"), sums = { command: 0, wait: 0, library: 0 };
+    const body = make("tbody"), sums = { command: 0, wait: 0 };
     let end = 0; // of the step before
     const bar = (kind, from, to) => make("i", { className: kind,
         style: `--at: ${from / total * 100}%; --took: ${Math.max(0, to - from) / total * 100}%` });
@@ -54,7 +54,6 @@ function section(entry, total) {
         const own = Math.max(0, at - end), isOpen = kind === "command" && took === undefined;
         const last = isOpen ? Math.max(entry.took, at) : at + (kind === "pipe" ? 0 : took ?? 0);
         const bars = [bar("own", end, at), bar(kind, at, last)];
-        sums.library += own;
         if (kind in sums) sums[kind] += last - at;
         end = Math.max(end, last);
         if (hidden.has(kind) || (hidden.has("short") && !isOpen && !(took >= 1))) continue;
@@ -62,9 +61,8 @@ function section(entry, total) {
         body.append(row(kind, at, own, text, length, bars));
     }
     if (entry.more) body.append(row("error", end, 0, `... ${entry.more} more lines`, "", []));
-    sums.library += Math.max(0, entry.took - end);
     body.append(row("end", entry.took, Math.max(0, entry.took - end), "the handlers have ended", "", [bar("own", end, entry.took)]));
     return make("section", { className: "waterfall" }, title, make("p", {}, `Of this, commands took ${sums.command.toFixed(1)} ms, ` +
-        `waits ${sums.wait.toFixed(1)} ms, and the library itself ${sums.library.toFixed(1)} ms.`),
+        `waits ${sums.wait.toFixed(1)} ms, and the library itself ${Math.max(0, entry.took - sums.command - sums.wait).toFixed(1)} ms.`),
         make("table", {}, make("thead", {}, make("tr", {}, ...head, scale)), body));
 }
