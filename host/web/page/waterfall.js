@@ -39,7 +39,7 @@ function section(entry, total) {
     const title = make("h3", {}, `${titleOf(entry)}: ${entry.result ?? "running"}, ${entry.took.toFixed(1)} ms`);
     const tick = tickOf(total), ticks = [];
     for (let at = 0; at <= total; at += tick) {
-        ticks.push(make("span", { style: `--at: ${at / total * 100}%` }, at ? `${Math.round(at * 10) / 10}` : "0 ms"));
+        ticks.push(make("span", { style: `--at: ${at / total * 100}%` }, at ? `${Math.round(at * 10) / 10}` : "ms"));
     }
     const scale = make("th", { scope: "col", className: "scale", "aria-label": "Scale in milliseconds" }, ...ticks);
     const head = ["At", "Library", "Kind", "Step", "Took"].map((name) => make("th", { scope: "col" }, name));
