@@ -41,7 +41,7 @@ _tarrow() {
         words=$(sed -n 's/^#   \([a-z].*[^ ]\)   *.*/\1/p' "$top/run" | sed 's/[A-Z[].*//' | tr -d , | sort -u)" --help"
     else
         case ${COMP_WORDS[1]}:$COMP_CWORD in
-        [gs]et:2) words=$(sed -n 's/.*di_modname = "\([a-z_]*\)".*/\1/p' "$top/src/mod_applets.cpp") ;;
+        [gs]et:2 | request:2) words=$(sed -n 's/.*di_modname = "\([a-z_]*\)".*/\1/p' "$top/src/mod_applets.cpp") ;;
         [gs]et:*)
             file=$top/device/image/etc/tarrow/pages/${COMP_WORDS[2]}.xml
             compopt -o default # a request's file
@@ -60,6 +60,7 @@ _tarrow() {
                 tr ' ' '\n' | grep '^[a-z0-9]*$' | grep -vx "${COMP_WORDS[2]}")" --help"
             ;;
         sim:4) if [ "${COMP_WORDS[2]}" = cable ]; then words="pull plug"; fi ;;
+        list:2) words=--json ;;
         web:2) words="8080 0" ;;
         syscalls:2) words=--calls ;;
         bench:2) words=--benchmark_filter= ;;

@@ -1,5 +1,5 @@
-// tarrow_web: serves a simulated device to a browser on this machine. It runs outside the device,
-// and enters it for each call.
+// tarrow_web: serves the simulated device that hangs on a process to a browser on this machine, at a
+// port of 127.0.0.1, and prints its address. It runs outside the device, and enters it for each call.
 
 #include <arpa/inet.h>
 #include <array>
@@ -20,9 +20,7 @@
 
 namespace {
 
-constexpr char usage[] = "usage: tarrow_web PORT PROJECT PROCESS\n"
-                         "Serves the device that hangs on a process at a port of 127.0.0.1, and "
-                         "prints its address.\n";
+constexpr char usage[] = "usage: tarrow_web PORT PROJECT PROCESS\n";
 
 int fail(const std::string &what) {
     std::fprintf(stderr, "tarrow_web: %s: %s\n", what.c_str(), std::strerror(errno));

@@ -112,26 +112,17 @@ private:
     int errors_ = -1;
 };
 
-struct request {
-    std::string body;
-    std::size_t size = 0;
-};
-
-/// The form of a reply; server.h describes both.
-enum class reply { text, lines };
-
-/// A command whose output is on its way to the browser.
+/// A command whose lines are on their way to the browser.
 struct stream {
     process command;
     int socket;
-    reply form;
     std::string rest = {}; // of the reply, once the command has ended
     bool has_ended = false;
 };
 
 MHD_Result send(MHD_Connection *connection, unsigned status, const char *type,
                 MHD_Response *response) {
-    const std::array<std::array<const char *, 2>, 8> headers = {{
+    const std::array<std::array<const char *, 2>, 9> headers = {{
         {"Content-Security-Policy",
          "default-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
         {"X-Content-Type-Options", "nosniff"},
@@ -139,6 +130,7 @@ MHD_Result send(MHD_Connection *connection, unsigned status, const char *type,
         {"Cross-Origin-Resource-Policy", "same-origin"},
         {"Referrer-Policy", "no-referrer"}, // the address holds the token
         {"Cache-Control", "no-store"},
+        {"Connection", "close"}, // since one without a limit for idle time must not be kept
         {"Allow", "GET, POST"},
         {"Content-Type", type},
     }};
@@ -164,42 +156,16 @@ std::string line_of(const json &object) {
     return object.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
-/// Waits for all output of a command. Nothing when the browser goes away before that.
-std::optional<std::string> all_output(const stream &source) {
-    std::string output;
-    std::array<char, 65536> chunk;
-    std::size_t size = 0;
-    ssize_t count = 0;
-    while ((count = source.command.read(chunk.data(), chunk.size(), source.socket)) > 0) {
-        const std::size_t room = output_limit - output.size();
-        size += static_cast<std::size_t>(count);
-        output.append(chunk.data(), std::min(room, static_cast<std::size_t>(count)));
-    }
-    if (size > output.size()) {
-        output += "\n... " + std::to_string(size - output.size()) + " more bytes\n";
-    }
-    return count == 0 ? std::optional(output) : std::nullopt;
-}
-
 ssize_t read_stream(void *context, std::uint64_t, char *buffer, std::size_t room) {
     stream &source = *static_cast<stream *>(context);
-    if (!source.has_ended && source.form == reply::lines) {
+    if (!source.has_ended) {
         const ssize_t count = source.command.read(buffer, room, source.socket);
         if (count != 0) {
             return count > 0 ? count : MHD_CONTENT_READER_END_WITH_ERROR;
         }
-    }
-    if (!source.has_ended) {
-        const std::optional<std::string> output =
-            source.form == reply::text ? all_output(source) : std::optional<std::string>("");
-        if (!output) {
-            return MHD_CONTENT_READER_END_WITH_ERROR;
-        }
         const int status = source.command.status();
-        const std::string errors = source.command.errors();
-        source.rest = line_of(source.form == reply::text
-                                  ? json{{"status", status}, {"output", *output + errors}}
-                                  : json{{"kind", "end"}, {"status", status}, {"errors", errors}});
+        source.rest =
+            line_of({{"kind", "end"}, {"status", status}, {"errors", source.command.errors()}});
         source.has_ended = true;
     }
     if (source.rest.empty()) {
@@ -210,28 +176,53 @@ ssize_t read_stream(void *context, std::uint64_t, char *buffer, std::size_t room
     return static_cast<ssize_t>(count);
 }
 
-MHD_Result run_here(MHD_Connection *connection, reply form, const word_list &words,
-                    std::string_view input = "") {
-    const int socket =
-        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
-    auto source = std::unique_ptr<stream>(new stream{{words, input}, socket, form});
+/// The browser's socket. A command may take longer than a connection may be idle, so this one may
+/// be idle from now on.
+int socket_of(MHD_Connection *connection) {
+    MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, 0U);
+    return MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
+}
+
+/// Sends a command's lines as they come, and at the end how it ended.
+MHD_Result send_lines(MHD_Connection *connection, const word_list &words, std::string_view input) {
+    auto source = std::unique_ptr<stream>(new stream{{words, input}, socket_of(connection)});
     if (!source->command.is_started()) {
         return refuse(connection, MHD_HTTP_INTERNAL_SERVER_ERROR, "no process can be started");
     }
-    MHD_Response *response = MHD_create_response_from_callback(
-        MHD_SIZE_UNKNOWN, 65536, read_stream, source.release(),
-        [](void *context) { delete static_cast<stream *>(context); });
-    // A command may take longer than a connection may be idle, so this is the connection's last.
-    MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, 0U);
-    MHD_add_response_header(response, "Connection", "close");
-    return send(connection, MHD_HTTP_OK, "application/x-ndjson", response);
+    return send(connection, MHD_HTTP_OK, "application/x-ndjson",
+                MHD_create_response_from_callback(
+                    MHD_SIZE_UNKNOWN, 65536, read_stream, source.release(),
+                    [](void *context) { delete static_cast<stream *>(context); }));
 }
 
-MHD_Result run_in_device(const site &served, MHD_Connection *connection, reply form,
-                         const word_list &words, std::string_view input = "") {
+/// Waits for a command and sends its output.
+MHD_Result send_output(MHD_Connection *connection, const word_list &words) {
+    const int socket = socket_of(connection);
+    process command(words, "");
+    std::string output;
+    std::array<char, 65536> chunk;
+    std::size_t size = 0;
+    ssize_t count = command.is_started() ? 0 : -1;
+    while (count >= 0 && (count = command.read(chunk.data(), chunk.size(), socket)) > 0) {
+        const std::size_t room = output_limit - output.size();
+        size += static_cast<std::size_t>(count);
+        output.append(chunk.data(), std::min(room, static_cast<std::size_t>(count)));
+    }
+    if (count < 0) {
+        return MHD_NO; // nobody reads the reply
+    }
+    if (size > output.size()) {
+        output += "\n... " + std::to_string(size - output.size()) + " more bytes\n";
+    }
+    const int status = command.status();
+    return send_text(connection, MHD_HTTP_OK, "application/json",
+                     line_of({{"status", status}, {"output", output + command.errors()}}));
+}
+
+word_list in_device(const site &served, const word_list &words) {
     word_list line = {served.project + "/device/boot", "--enter", served.device};
     line.insert(line.end(), words.begin(), words.end());
-    return run_here(connection, form, line, input);
+    return line;
 }
 
 std::optional<std::string> content_of(const std::string &path) {
@@ -243,12 +234,12 @@ std::optional<std::string> content_of(const std::string &path) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-/// A script of this folder as a command line. The device does not see this machine's paths.
+/// A script of this folder as a command line in the device, which does not see this machine's paths.
 word_list script(const site &served, const char *name, const word_list &arguments = {}) {
-    word_list words = {"sh", "-c", content_of(served.project + "/host/web/" + name).value_or(""),
-                       name};
+    const std::string text = content_of(served.project + "/host/web/" + name).value_or("");
+    word_list words = {"sh", "-c", text, name};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    return words;
+    return in_device(served, words);
 }
 
 /// Whether a text can stand in a path as a file's name, and in a command line as no option.
@@ -303,24 +294,22 @@ MHD_Result answer_get(const site &served, MHD_Connection *connection, const word
     const std::string &call = path[0];
     const bool is_named = path.size() == 2 && is_name(path[1]);
     if (call == "modules" && path.size() == 1) {
-        return run_in_device(served, connection, reply::lines, {"tarrow_host", "list", "--json"});
+        return send_lines(connection, in_device(served, {"tarrow_host", "list", "--json"}), "");
     }
     if (call == "module" && is_named) {
-        return run_in_device(served, connection, reply::text,
-                             script(served, "module.sh", {path[1]}));
+        return send_output(connection, script(served, "module.sh", {path[1]}));
     }
     if (call == "state" && path.size() == 1) {
-        return run_in_device(served, connection, reply::text, script(served, "state.sh"));
+        return send_output(connection, script(served, "state.sh"));
     }
     if (call == "log" && path.size() == 3 &&
         (path[1] + path[2]).find_first_not_of("0123456789-") == std::string::npos) {
-        return run_in_device(served, connection, reply::text,
-                             script(served, "log.sh", {path[1], path[2]}));
+        return send_output(connection, script(served, "log.sh", {path[1], path[2]}));
     }
     if (call == "docs" && is_named) {
         const std::string file = served.project + "/docs/pages/" + path[1] + ".md";
         return content_of(file)
-                   ? run_here(connection, reply::text, {"cmark-gfm", "--extension", "table", file})
+                   ? send_output(connection, {"cmark-gfm", "--extension", "table", file})
                    : refuse(connection, MHD_HTTP_NOT_FOUND, "there is no such page");
     }
     return path.size() == 1 && (call.empty() || is_name(call))
@@ -332,8 +321,8 @@ MHD_Result answer_post(const site &served, MHD_Connection *connection, const wor
                        const std::string &body) {
     const std::string &call = path[0];
     if ((call == "get" || call == "set") && path.size() == 2 && is_name(path[1])) {
-        return run_in_device(served, connection, reply::lines,
-                             {"tarrow_trace", "--json", call, path[1], "-"}, body);
+        return send_lines(connection,
+                          in_device(served, {"tarrow_trace", "--json", call, path[1], "-"}), body);
     }
     if (call != "run" || path.size() != 1) {
         return refuse(connection, MHD_HTTP_NOT_FOUND, "there is nothing of that name");
@@ -342,7 +331,7 @@ MHD_Result answer_post(const site &served, MHD_Connection *connection, const wor
     words.pop_back(); // behind the last NUL
     words = tool(served, words);
     return words.empty() ? refuse(connection, MHD_HTTP_FORBIDDEN, "the device has no such tool")
-                         : run_in_device(served, connection, reply::text, words);
+                         : send_output(connection, in_device(served, words));
 }
 
 /// Why a browser may not make a call, or null. Another site's name may lead to this address, and
@@ -384,28 +373,27 @@ MHD_Result handle(void *context, MHD_Connection *connection, const char *url, co
         if (!is_get && std::strcmp(method, MHD_HTTP_METHOD_POST) != 0) {
             return refuse(connection, MHD_HTTP_METHOD_NOT_ALLOWED, "only GET and POST are served");
         }
-        *state = new request;
+        *state = new std::string;
         return MHD_YES;
     }
-    request &asked = *static_cast<request *>(*state);
+    std::string &body = *static_cast<std::string *>(*state);
     if (*size > 0) { // a browser hears the refusal of a long body only after sending it all
-        asked.size += *size;
-        asked.body.append(data, asked.size > body_limit ? 0 : *size);
+        body.append(data, *size);
         *size = 0;
-        return asked.size > flood_limit ? MHD_NO : MHD_YES;
+        return body.size() > flood_limit ? MHD_NO : MHD_YES;
     }
-    if (asked.size > body_limit) {
+    if (body.size() > body_limit) {
         return refuse(connection, MHD_HTTP_CONTENT_TOO_LARGE, "a request has at most 64 KiB");
     }
     return is_get ? answer_get(served, connection, path)
-                  : answer_post(served, connection, path, asked.body);
+                  : answer_post(served, connection, path, body);
 }
 
 } // namespace
 
 MHD_Daemon *serve(const site &served, int socket) {
     const auto forget = [](void *, MHD_Connection *, void **state, MHD_RequestTerminationCode) {
-        delete static_cast<request *>(*state);
+        delete static_cast<std::string *>(*state);
         *state = nullptr;
     };
     return MHD_start_daemon(

@@ -37,8 +37,7 @@ function makeTool([name, purpose, kinds, parameters], number) {
     const labels = Object.keys(parameters).map((label, i) => make("label", {}, label, inputs[i]));
     const line = make("code"), button = make("button", { id: `run ${number}`, "aria-label": `Run ${name}: ${purpose}` }, "Run");
     const output = make("pre", { hidden: true, tabIndex: 0, role: "region", "aria-label": `Output of ${name}` });
-    const state = make("p", { className: "state" });
-    state.dataset.kinds = kinds.join(" ");
+    const state = make("p", { className: "state", "data-kinds": kinds.join(" ") });
     const form = make("form", {}, make("fieldset", {}, make("legend", {}, name), make("p", {}, purpose), state, ...labels,
         line, button, output));
     const words = () => [name, ...inputs.map(({ value }) => value)];

@@ -4,9 +4,9 @@ import { add, at, remove } from "./xml.js";
 
 /** Shows a module's form; changed(name) is called when it has changed the tree "read" or "write". */
 export function showForm(state, changed) {
-    const titles = ["Ask", "Element", "Value", "New value"].map((title) => make("th", { scope: "col" }, title));
+    const titles = ["Ask for element", "Value", "New value"].map((title) => make("th", { scope: "col" }, title));
     const rows = state.elements.flatMap((element) => element.fields ? listRow(state, element, changed) : leafRow(state, element, changed));
-    const none = make("tr", {}, make("td", { colSpan: 4 },
+    const none = make("tr", {}, make("td", { colSpan: 3 },
         "Nothing is known about this module's elements. Type into the XML what your page asks for or posts."));
     keepFocus(() => find("#form").replaceChildren(make("caption", {}, "Elements"), make("thead", {}, make("tr", {}, ...titles)),
         make("tbody", {}, ...rows.length ? rows : [none])));
@@ -14,29 +14,25 @@ export function showForm(state, changed) {
 
 function heading(state, { path, meaning, values, empty, isRead }, changed) {
     const ask = make("input", { type: "checkbox", id: `ask ${path}`, "aria-label": `Ask for ${path}`, disabled: !state.read,
-        checked: Boolean(state.read && at(state.read, path)) });
-    ask.onchange = () => {
-        if (ask.checked) add(state.read, path);
-        else remove(at(state.read, path));
-        changed("read");
-    };
+        checked: Boolean(state.read && at(state.read, path)), onchange: () => {
+            if (ask.checked) add(state.read, path);
+            else remove(at(state.read, path));
+            changed("read");
+        } });
     const words = [values && `Values: ${values}.`, empty && `Empty: ${empty}.`].filter(Boolean).join(" ");
-    return [make("td", {}, ...isRead ? [ask] : []),
-        make("th", { scope: "row" }, make("code", {}, path), make("p", {}, meaning ?? ""), make("small", {}, words))];
+    return make("th", { scope: "row" }, make("label", {}, ...isRead ? [ask, " "] : [], make("code", {}, path)),
+        make("p", {}, meaning ?? ""), make("small", {}, words));
 }
 
 /** A field whose text is handed on when it changes. */
-function input(label, value, take) {
-    const area = make("textarea", { rows: 1, value, spellcheck: false, id: `new ${label}`, "aria-label": `New value of ${label}` });
-    area.oninput = () => take(area.value);
-    return area;
-}
+const input = (label, value, take) => make("textarea", { rows: 1, value, spellcheck: false, id: `new ${label}`,
+    "aria-label": `New value of ${label}`, oninput: ({ target }) => take(target.value) });
 
 function leafRow(state, element, changed) {
     const { path, isRead, isPosted, isParameter } = element, kind = isParameter ? "read" : "write";
     const isShown = isRead && !isParameter, stored = isShown ? state.values?.[path] : "";
     const value = make("td", { className: "value" }, stored ? cut(stored) : make("i", {}, stored === "" ? "empty" : "not read"));
-    const row = make("tr", {}, ...heading(state, element, changed), isShown ? value : make("td"), make("td"));
+    const row = make("tr", {}, heading(state, element, changed), isShown ? value : make("td"), make("td"));
     if (!isPosted && !isParameter) return row;
     const sent = () => state[kind] && at(state[kind], path);
     row.classList.toggle("changed", !isParameter && Boolean(sent()));
@@ -63,12 +59,9 @@ function listRow(state, element, changed) {
         for (const { name, isPosted: isField } of fields) if (isField || !isStored) add(item, name).textContent = values[name] ?? "";
         return item;
     };
-    const button = (name, label, action) => {
-        const made = make("button", { type: "button", id: `${name} ${path} ${label}`, "aria-label": `${name} ${path} ${label}`,
-            disabled: !state.write }, name);
-        made.onclick = () => { action(); again(); };
-        return made;
-    };
+    // The button that takes a button's place gets its focus.
+    const button = (name, label, action) => make("button", { id: `use ${path} ${label}`, disabled: !state.write,
+        "aria-label": `${name} ${path} ${label}`, onclick: () => { action(); again(); } }, name);
     const record = (values, number, item) => { // of the device, or else an item that is posted
         const isNew = !values, label = isNew ? `new ${number}` : `${number}`;
         let posted = isNew ? item : isPosted && state.write && itemOf(values[key]);
@@ -109,10 +102,10 @@ function listRow(state, element, changed) {
         ...fields.map((one) => make("th", { scope: "col", title: explain("", one) }, one.name)), make("th", { scope: "col" }, "Use"))),
         make("tbody", {}, ...stored.map((values, i) => record(values, i + 1)), ...added.map((item, i) => record(undefined, i + 1, item))));
     const words = fields.filter(({ meaning }) => meaning).map((one) => make("small", {}, `${explain("", one)}. `));
-    const [ask, title] = heading(state, element, changed);
+    const title = heading(state, element, changed);
     title.colSpan = 3;
     title.append(...words);
-    const cell = make("td", { colSpan: 4, className: "list" }, table);
+    const cell = make("td", { colSpan: 3, className: "list" }, table);
     if (isPosted) table.after(button("Add", "record", () => create({})));
-    return [make("tr", {}, ask, title), make("tr", {}, cell)];
+    return [make("tr", {}, title), make("tr", {}, cell)];
 }

@@ -1,6 +1,6 @@
 // The page: the modules, which of them the address names, and the history of requests.
 import { call, find, keepFocus, make, quoted, remember, remembered, say } from "./server.js";
-import { onEnd, repeat, showModule } from "./module.js";
+import { repeat, showModule } from "./module.js";
 import { forget, history, isRunning, titleOf } from "./requests.js";
 import "./device.js";
 
@@ -16,7 +16,7 @@ function showAddress() {
     find("nav [aria-current]")?.removeAttribute("aria-current");
     find(`nav [href="#${CSS.escape(name)}"]`)?.setAttribute("aria-current", "page");
     say(name && !phases ? `There is no module ${name}.` : "", true);
-    showHistory();
+    keepFocus(showHistory);
     if (phases) showModule(name, phases, ids.slice(0, 2)).catch((error) => say(error.message, true));
 }
 
@@ -26,16 +26,13 @@ function showHistory() {
     const entries = history().filter(({ module }) => module in modules && (!modules[name] || module === name));
     find("#history tbody").replaceChildren(...entries.map((entry) => {
         const { id, module, action, request, result, took } = entry, title = titleOf(entry);
-        const box = make("input", { type: "checkbox", id: `compare ${id}`, checked: ids.includes(id), "aria-label": `Compare ${title}` });
-        box.onchange = () => {
-            const marked = [...ids.filter((other) => other !== id), ...box.checked ? [id] : []].slice(-2);
-            location.hash = [module, ...marked].join("/");
-        };
-        const button = (label, action_) => {
-            const made = make("button", { id: `${label} ${id}`, "aria-label": `${label}: ${title}` }, label);
-            made.onclick = () => Promise.resolve(action_()).catch((error) => say(error.message, true));
-            return made;
-        };
+        const box = make("input", { type: "checkbox", id: `compare ${id}`, checked: ids.includes(id), "aria-label": `Compare ${title}`,
+            onchange: () => {
+                const marked = [...ids.filter((other) => other !== id), ...box.checked ? [id] : []].slice(-2);
+                location.hash = [module, ...marked].join("/");
+            } });
+        const button = (label, use) => make("button", { id: `${label} ${id}`, "aria-label": `${label}: ${title}`,
+            onclick: () => use().catch((error) => say(error.message, true)) }, label);
         const copy = (text) => () => navigator.clipboard.writeText(text).then(() => say("Copied."));
         return make("tr", {}, make("td", {}, box), make("td", {}, new Date(entry.time).toLocaleTimeString("en-GB")),
             make("th", { scope: "row" }, make("a", { href: `#${module}/${id}` }, title.replace(/ at .*/, ""))), make("td", {}, result),
@@ -47,7 +44,7 @@ function showHistory() {
 
 // What is open stays open after a reload.
 for (const details of document.querySelectorAll("details")) {
-    details.open = remembered(`open ${details.id}`) !== null ? remembered(`open ${details.id}`) === "true" : details.id === "docs";
+    details.open = remembered(`open ${details.id}`) === "true";
     details.addEventListener("toggle", () => remember(`open ${details.id}`, details.open));
 }
 for (const button of document.querySelectorAll("[data-open]")) {
@@ -62,16 +59,16 @@ find("#forget").addEventListener("click", () => {
     forget();
     keepFocus(showHistory, find("#main"));
 });
-onEnd(() => keepFocus(showHistory));
+addEventListener("ended", () => keepFocus(showHistory));
 addEventListener("beforeunload", (event) => { if (Object.keys(modules).some(isRunning)) event.preventDefault(); });
 call("modules", {}, (lines) => {
     for (const { module, phases } of lines) if (module) modules[module] = phases;
 }).then(() => {
-    const breakable = (text) => text.split(/(?<=[/_])/).flatMap((part) => [part, make("wbr")]);
-    const link = (name) => make("a", { href: `#${name}` }, name);
+    const scroll = ({ target }) => target.scrollIntoView({ block: "nearest", inline: "nearest" });
+    const link = (name) => make("a", { href: `#${name}`, onfocus: scroll }, name);
     find("nav ul").append(...Object.keys(modules).map((name) => make("li", {}, link(name))));
     find("#overview tbody").append(...Object.entries(modules).map(([name, phases]) => {
-        const cells = ["pre-set", "post-set", "pre-get", "post-get"].map((phase) => make("td", {}, ...breakable(phases[phase] ?? "")));
+        const cells = ["pre-set", "post-set", "pre-get", "post-get"].map((phase) => make("td", {}, phases[phase] ?? ""));
         return make("tr", {}, make("th", { scope: "row" }, link(name)), ...cells);
     }));
     addEventListener("hashchange", showAddress);

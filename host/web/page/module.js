@@ -9,20 +9,16 @@ import { showSteps } from "./waterfall.js";
 const asked = new Set(["reboot", "restore_defaults"]); // reading these changes the device
 const states = new Map(); // a module's name: {name, elements, request, read, write, values, shown}
 let shown; // the state of the shown module
-let ended = () => {};
-
-/** Calls back when a request has ended. */
-export const onEnd = (callback) => { ended = callback; };
 
 /** Shows a module, and of its history the requests with some ids instead of the last ones. Reads it when it is new. */
 export async function showModule(name, phases, ids) {
-    find("#name").textContent = name;
-    find("#phases").replaceChildren(...Object.entries(phases).flatMap(([phase, what]) => [make("dt", {}, phase), make("dd", {}, what)]));
     const docs = await docsOf(name);
     const state = states.get(name) ?? await open(name, docs);
     if (location.hash.slice(1).split("/")[0] !== name) return; // another was chosen meanwhile
     if (shown && shown !== state) for (const box of [document.documentElement, find("main")]) box.scrollTop = 0;
     shown = state;
+    find("#name").textContent = name;
+    find("#phases").textContent = Object.entries(phases).map(([phase, what]) => `${phase}: ${what}`).join(", ");
     find("article").replaceChildren(...docs.body.childNodes);
     find("article").scrollTop = 0;
     state.ids = ids;
@@ -144,7 +140,7 @@ async function request(state, action, text) {
     if (state === shown) showAll();
     say(`${titleOf(entry)}: ${entry.result} in ${entry.took.toFixed(1)} ms${again}. ${entry.errors}${trouble}`,
         entry.status !== 0 || Boolean(trouble));
-    ended();
+    dispatchEvent(new Event("ended"));
 }
 
 /** Sends a request of the history again. */

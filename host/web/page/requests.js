@@ -2,7 +2,7 @@
 import { call, cut, find, keepFocus, make, say } from "./server.js";
 
 const results = { 0: "answered", 1: "not answered", 2: "a wrong request", 3: "answered, but something was refused" };
-const prefix = "request ", entryLimit = 100, stepLimit = 500;
+const prefix = "request ", entryLimit = 100, stepLimit = 200;
 const running = new Map(); // a module's name: {entry, controller}
 
 export const isRunning = (module) => running.has(module);
@@ -59,16 +59,13 @@ function showRunning() {
     for (const [module, { entry, controller }] of running) {
         let item = [...list.children].find((child) => child.dataset.module === module);
         if (!item) {
-            const button = make("button", { id: `stop ${module}` }, `Stop ${module}`);
-            button.onclick = () => controller.abort();
-            item = make("li", {}, make("span"), button);
-            item.dataset.module = module;
+            const button = make("button", { id: `stop ${module}`, onclick: () => controller.abort() }, `Stop ${module}`);
+            item = make("li", { "data-module": module }, make("span"), button);
             list.append(item);
         }
         const step = entry.steps.findLast(({ kind, took }) => kind === "command" && took === undefined);
         item.firstChild.textContent = `${Math.round((Date.now() - entry.time) / 1000)} s ${cut(step?.text ?? "", 60)}`;
     }
-    for (const link of document.querySelectorAll("nav a")) link.classList.toggle("running", running.has(link.textContent));
 }
 
 /** All requests that have ended, the newest first. */

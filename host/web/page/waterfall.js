@@ -18,13 +18,12 @@ export function showSteps(entries) {
 
 function filters(kinds) {
     const boxes = [["short", "shorter than 1 ms"], ...kinds.map((kind) => [kind, kind])].map(([name, label]) => {
-        const box = make("input", { type: "checkbox", id: `show ${name}`, checked: !hidden.has(name) });
-        box.onchange = () => {
+        const box = make("input", { type: "checkbox", id: `show ${name}`, checked: !hidden.has(name), onchange: () => {
             if (box.checked) hidden.delete(name);
             else hidden.add(name);
             remember("hidden steps", JSON.stringify([...hidden]));
             showSteps(shown);
-        };
+        } });
         return make("label", {}, box, ` ${label}`);
     });
     return make("fieldset", { className: "filters" }, make("legend", {}, "Show steps"), ...boxes);
@@ -40,20 +39,14 @@ function section(entry, total) {
     const title = make("h3", {}, `${titleOf(entry)}: ${entry.result ?? "running"}, ${entry.took.toFixed(1)} ms`);
     const tick = tickOf(total), ticks = [];
     for (let at = 0; at <= total; at += tick) {
-        const mark = make("span", {}, at ? `${Math.round(at * 10) / 10}` : "0 ms");
-        mark.style.setProperty("--at", `${at / total * 100}%`);
-        ticks.push(mark);
+        ticks.push(make("span", { style: `--at: ${at / total * 100}%` }, at ? `${Math.round(at * 10) / 10}` : "ms"));
     }
     const scale = make("th", { scope: "col", className: "scale", "aria-label": "Scale in milliseconds" }, ...ticks);
     const head = ["At", "Library", "Kind", "Step", "Took"].map((name) => make("th", { scope: "col" }, name));
-    const body = make("tbody"), sums = { command: 0, wait: 0, library: 0 };
+    const body = make("tbody"), sums = { command: 0, wait: 0 };
     let end = 0; // of the step before
-    const bar = (kind, from, to) => {
-        const i = make("i", { className: kind });
-        i.style.setProperty("--at", `${from / total * 100}%`);
-        i.style.setProperty("--took", `${Math.max(0, to - from) / total * 100}%`);
-        return i;
-    };
+    const bar = (kind, from, to) => make("i", { className: kind,
+        style: `--at: ${from / total * 100}%; --took: ${Math.max(0, to - from) / total * 100}%` });
     const row = (kind, at, own, text, took, bars) => make("tr", { className: kind }, make("td", {}, at.toFixed(1)),
         make("td", {}, own >= 0.05 ? own.toFixed(1) : ""), make("td", {}, kind), make("td", { className: "text", title: text },
             make("code", {}, text)), make("td", {}, took), make("td", { className: "bars" }, ...bars));
@@ -61,7 +54,6 @@ function section(entry, total) {
         const own = Math.max(0, at - end), isOpen = kind === "command" && took === undefined;
         const last = isOpen ? Math.max(entry.took, at) : at + (kind === "pipe" ? 0 : took ?? 0);
         const bars = [bar("own", end, at), bar(kind, at, last)];
-        sums.library += own;
         if (kind in sums) sums[kind] += last - at;
         end = Math.max(end, last);
         if (hidden.has(kind) || (hidden.has("short") && !isOpen && !(took >= 1))) continue;
@@ -69,9 +61,8 @@ function section(entry, total) {
         body.append(row(kind, at, own, text, length, bars));
     }
     if (entry.more) body.append(row("error", end, 0, `... ${entry.more} more lines`, "", []));
-    sums.library += Math.max(0, entry.took - end);
     body.append(row("end", entry.took, Math.max(0, entry.took - end), "the handlers have ended", "", [bar("own", end, entry.took)]));
     return make("section", { className: "waterfall" }, title, make("p", {}, `Of this, commands took ${sums.command.toFixed(1)} ms, ` +
-        `waits ${sums.wait.toFixed(1)} ms, and the library itself ${sums.library.toFixed(1)} ms.`),
+        `waits ${sums.wait.toFixed(1)} ms, and the library itself ${Math.max(0, entry.took - sums.command - sums.wait).toFixed(1)} ms.`),
         make("table", {}, make("thead", {}, make("tr", {}, ...head, scale)), body));
 }
