@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # usage: ./run coverage
-# Runs the C++ cases and the sessions in the simulated device. Prints for each file of src/ how many lines and branches
+# Runs the C++ cases, the sessions and the laws in the simulated device. Prints for each file of src/ how many lines and branches
 # they run, and then the lines that none of them runs.
 set -euo pipefail
 BASH_ARGV0=$(readlink -f "$0")
@@ -15,9 +15,10 @@ together device/boot --build build/coverage sh -c '
     export LLVM_PROFILE_FILE=/run/counts/%m%c BUILD=/project/build/coverage EMULATOR= WITHOUT=
     mkdir /run/counts
     tests/run --inside "" $BUILD/tarrow_tests tests/pages/*.t 1>&2 || exit
+    for law in memory null hostile; do $BUILD/law_$law 1>&2 || exit; done
     llvm-profdata merge -o - /run/counts/*
 ' < /dev/null > build/coverage.profdata 2> $log || { cat $log; exit 1; }
-llvm-cov export -format=lcov build/coverage/tarrow_tests -object build/coverage/page \
+llvm-cov export -format=lcov build/coverage/tarrow_tests $(printf ' -object build/coverage/%s' page law_{memory,null,hostile}) \
     -instr-profile build/coverage.profdata "$PWD/src" | awk -F '[:,]' -v top="$PWD/" '
     function row(name, lines, hit, branches, taken) {
         if (!lines) return

@@ -5,7 +5,6 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <sanitizer/lsan_interface.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -17,9 +16,15 @@
 static long refused_first; /* 1 is the next allocation; 0: none */
 static int is_lasting, has_refused;
 
-void *__interceptor_malloc(size_t size); /* the sanitizer's */
-void *__interceptor_calloc(size_t count, size_t size);
-void *__interceptor_realloc(void *block, size_t size);
+#ifdef TARROW_ASAN
+#define REAL(name) __interceptor_##name
+#else /* a build that counts the lines that run */
+#define REAL(name) __libc_##name
+#endif
+void *REAL(malloc)(size_t size);
+void *REAL(calloc)(size_t count, size_t size);
+void *REAL(realloc)(void *block, size_t size);
+__attribute__((weak)) int __lsan_do_recoverable_leak_check(void);
 
 /* The store's engine keeps blocks for later and is spared; so is what libmxml allocates behind the
  * room for an element's first attribute, which it loses without the attribute's name. */
@@ -39,17 +44,15 @@ static int is_refused(const void *caller, size_t size) {
 }
 
 void *malloc(size_t size) {
-    return is_refused(__builtin_return_address(0), size) ? NULL : __interceptor_malloc(size);
+    return is_refused(__builtin_return_address(0), size) ? NULL : REAL(malloc)(size);
 }
 
 void *calloc(size_t count, size_t size) {
-    return is_refused(__builtin_return_address(0), count * size)
-               ? NULL
-               : __interceptor_calloc(count, size);
+    return is_refused(__builtin_return_address(0), count * size) ? NULL : REAL(calloc)(count, size);
 }
 
 void *realloc(void *block, size_t size) {
-    return is_refused(__builtin_return_address(0), 0) ? NULL : __interceptor_realloc(block, size);
+    return is_refused(__builtin_return_address(0), 0) ? NULL : REAL(realloc)(block, size);
 }
 
 char *strdup(const char *text) { /* the sanitizer's own does not call malloc */
@@ -102,7 +105,9 @@ static const char *try_each(const struct request *request) {
             }
         }
     }
-    return __lsan_do_recoverable_leak_check() != 0 ? "memory is lost" : NULL;
+    const int is_lost =
+        __lsan_do_recoverable_leak_check != NULL && __lsan_do_recoverable_leak_check() != 0;
+    return is_lost ? "memory is lost" : NULL;
 }
 
 int main(void) {

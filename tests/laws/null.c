@@ -9,6 +9,7 @@
 #include "modules/device_management/host_tables.h"
 #include "modules/http_share/http_share_applet.h"
 #include "modules/pin_puk/pin_puk_applet.h"
+#include "modules/sms/sms_applet.h"
 #include "modules/statistics/stat_api.h"
 #include "modules/statistics/statistics_applet.h"
 #include "modules/wan/wan_applet.h"
@@ -32,18 +33,31 @@ static void refusals(void) {
     GIVES(-1, contacts_xml_set(NULL));
     GIVES(-1, get_date(NULL, 0));
     GIVES(-1, bridge_fwd_get(NULL));
+    GIVES(-1, arp_get(NULL));
+    GIVES(-1, dhcp_sys_info_get(NULL));
     GIVES(-1, get_wireless_clients(NULL));
     GIVES(-1, set_httpshare_mode(NULL));
+    GIVES(-1, set_httpshare_auth_param(NULL, NULL, NULL));
+    GIVES(-1, http_share_new(NULL));
     GIVES(-1, check_httpshare_file(NULL));
     GIVES(-1, http_share_xml_set(NULL));
     GIVES(-1, http_share_rename(NULL));
     GIVES(-1, http_share_del(NULL));
     GIVES(-1, pin_puk_xml_set(NULL));
+    GIVES(-1, get_list(NULL, NULL));
+    GIVES(-1, get_capacity(NULL, NULL));
+    GIVES(-1, get_result(NULL, NULL));
     GIVES(-1, enable_pin(NULL));
     GIVES(-1, reset_pin_using_puk(NULL, NULL));
     GIVES(-1, mep_provide_ck(NULL));
     GIVES(-1, call_server_func(OP_SPEED_GET, NULL, NULL));
     GIVES(-1, stat_speed_get(NULL, NULL));
+    GIVES(-1, stat_reset(NULL, NULL));
+    GIVES(-1, stat_accu_get(NULL, NULL));
+    GIVES(-1, write_io_meta_data(1, NULL));
+    GIVES(-1, write_io_data(1, 1, NULL));
+    GIVES(-1, read_io_meta_data(0, NULL));
+    GIVES(-1, read_io_data(0, 1, NULL));
     GIVES(-1, statistics_get_mbss(NULL, NULL));
     GIVES(-1, is_ipv4(NULL));
     GIVES(-1, get_gateway_address(NULL, NULL));
@@ -59,6 +73,7 @@ static void other_results(void) {
     GIVES(0, cfgdb_match__(NULL, NULL, NULL, NULL));
     GIVES(0, dl_get_meta_fields(NULL, NULL, '#'));
     GIVES(0, is_connected_in_bridge(NULL, NULL));
+    GIVES(0, is_connected_in_wlan(NULL, NULL));
     GIVES(0, ether_atoe(NULL, NULL));
     GIVES(0, get_ipv6_address(NULL, NULL));
     GIVES(0, file_to_buf(NULL, NULL, 0));
@@ -86,6 +101,10 @@ static void operations_without_result(void) {
     tarrow_call_module_run_cmd(NULL, TARROW_ACTION_SET, NULL);
     get_nr_connected_dev(NULL);
     get_ip_address_from_arp(NULL, NULL);
+    get_ip_address_from_dhcp(NULL, NULL);
+    bridge_list_free(NULL);
+    arp_list_free(NULL);
+    dhcp_client_list_free(NULL);
     escape_special_chars(NULL);
     wireless_client_list_free(NULL);
     get_wireless_clients_for_interface(NULL, NULL);
