@@ -147,6 +147,8 @@ TEST_F(dlist_test, a_posted_list_is_applied_item_by_item) {
     } cases[] = {
         {"an edit changes the fields that it names",
          "<Item><mac/><name>b</name><other>x</other></Item>", "a#1#m b#2# c#3#m"},
+        {"a marked key deletes its record", "<Item><name Delete=\"1\">b</name></Item>",
+         "a#1#m c#3#m"},
         {"a Delete that matches no record, by case, is an addition",
          "<Item><name Delete=\"1\">B</name></Item>", "a#1#m b#2#m c#3#m B"},
         {"an item without a key ends the list",

@@ -55,7 +55,8 @@ static void replace(const char *calls, const char *text, char *result) {
 static int is_lawful(const struct request *request, int place, const char *text,
                      const char *harmless_calls) {
     static char expected[1 << 20], before[40], after[40];
-    const char state[] = "find /tmp /data/panelui /mnt /userfs -ls | md5sum";
+    const char state[] =
+        "find /tmp /data/panelui /mnt /userfs -printf '%p %l\\n' -type f -exec cksum {} + | md5sum";
     replace(harmless_calls, text, expected);
     read_output(state, before, sizeof before);
     const char *calls = post(request, place, text);

@@ -72,6 +72,9 @@ static void refusals(void) {
 static void other_results(void) {
     GIVES(0, cfgdb_match__(NULL, NULL, NULL, NULL));
     GIVES(0, dl_get_meta_fields(NULL, NULL, '#'));
+    GIVES(0, dl_count_meta_fields(NULL, '#'));
+    GIVES(0, tarrow_call_module_validate_handler(NULL, NULL, NULL));
+    GIVES(0, tarrow_call_module_dynamic_handler(NULL, 0, 0, NULL));
     GIVES(0, is_connected_in_bridge(NULL, NULL));
     GIVES(0, is_connected_in_wlan(NULL, NULL));
     GIVES(0, ether_atoe(NULL, NULL));
@@ -87,6 +90,8 @@ static void other_results(void) {
 }
 
 static void operations_without_result(void) {
+    dl_dlist_init(NULL);
+    dl_alloc_get_token(NULL, '#');
     dl_variable_to_dlist_alloc(NULL, NULL, 1, '#', ' ');
     dl_dlist_to_variable(NULL, NULL, '#', ' ');
     dl_dlist_to_xmllist(NULL, NULL);
@@ -116,6 +121,7 @@ static void operations_without_result(void) {
     http_share_xml_get(NULL);
     pin_puk_info_get(NULL);
     mep_get_attempts(NULL);
+    free_data(NULL);
     get_start_end_date(NULL, NULL);
     ether_etoa(NULL, NULL);
     get_mac_from_ip(NULL);
