@@ -9,7 +9,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "laws/requests.h"
+#include "../laws/requests.h"
 
 namespace {
 

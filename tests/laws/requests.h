@@ -8,7 +8,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
-#include "support/support.h"
+#include "../support/support.h"
 
 struct request {
     const char *module;
