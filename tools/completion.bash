@@ -1,4 +1,4 @@
-# Bash completion of ./run, ./check and tests/run_tests.sh, for any checkout: commands, modules and their elements,
+# Bash completion of ./run, ./check and tests/run, for any checkout: commands, modules and their elements,
 # presets, files.
 # Put into ~/.bashrc: . /path/to/this/folder/tools/completion.bash
 
@@ -29,10 +29,9 @@ _tarrow() {
     done
     top=$(dirname "$(readlink -f "$1" 2> /dev/null)")
     COMPREPLY=()
-    if [ "${1##*/}" = run_tests.sh ]; then
-        top=${top%/*}
-        words=$(sed -n 's/.*"configurePreset": "\([a-z0-9]*\)".*/\1/p' "$top/CMakePresets.json")
-        [ "$COMP_CWORD" = 1 ] || words=--gtest_filter=
+    if [ "${top##*/}" = tests ]; then
+        words="--update $(cd "$top/.." && ls -d build/*/page 2> /dev/null | sed 's,/page$,,')"
+        [ "$COMP_CWORD" = 1 ] || words=$(ls "$top/pages" | sed -n 's/\.t$//p')
     elif [ "${1##*/}" = check ]; then
         words=--help
     elif [ -n "$traced" ] && [ "$COMP_CWORD" = 1 ]; then
@@ -71,4 +70,4 @@ _tarrow() {
     [ -f "$top/device/boot" ] || return
     COMPREPLY=($(compgen -W "${words-}" -- "$word"))
 }
-complete -F _tarrow run check run_tests.sh
+complete -F _tarrow run check
