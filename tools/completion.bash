@@ -32,6 +32,7 @@ _tarrow() {
     if [ "${top##*/}" = tests ]; then
         words="--update $(cd "$top/.." && ls -d build/*/page 2> /dev/null | sed 's,/page$,,')"
         [ "$COMP_CWORD" = 1 ] || words=$(ls "$top/pages" | sed -n 's/\.t$//p')
+        top=${top%/*}
     elif [ "${1##*/}" = check ]; then
         words=--help
     elif [ -n "$traced" ] && [ "$COMP_CWORD" = 1 ]; then
@@ -63,7 +64,6 @@ _tarrow() {
         web:2) words="8080 0" ;;
         syscalls:2) words=--calls ;;
         bench:2) words=--benchmark_filter= ;;
-        valgrind:2 | coverage:2) words=--gtest_filter= ;;
         shell:*) compopt -o default ;;
         esac
     fi
