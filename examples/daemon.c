@@ -102,8 +102,10 @@ static int set_page(const char *module, dc_args_t *page, dlist_node_t *table) {
     }
     char *path = page->dc_opaque != NULL ? strdup(page->dc_opaque) : NULL;
     store_page(module, page->dc_data.dc_subnode, table);
-    /* The same record, which has the path of the temporary file. The phase frees the path. */
+    /* The same record, which has the path of the temporary file. The phase frees the path, unless
+     * it has no memory. */
     tarrow_call_module_post_set_handler(module, TARROW_ACTION_SET, page);
+    free(page->dc_opaque);
     if (path != NULL) {
         unlink(path);
     }

@@ -90,7 +90,8 @@
 // replaces by null.
 //
 // The library never removes the file. The daemon copies the path after pre-set and removes the file
-// after post-set. A daemon that gives up between the phases also frees dc_opaque.
+// after post-set. It frees dc_opaque itself when it gives up between the phases, and when dc_opaque
+// is not null after post-set: without memory for its work, post-set does nothing.
 //
 // For a module with a post-set script, post-set passes on and frees whatever dc_opaque holds: it
 // must be null or come from malloc.

@@ -31,7 +31,7 @@ copy=$(mktemp -d "/tmp/it's a clone XXXXXX")
 cp -r device docs src tests tools "$copy" && mkdir -p "$copy/build/release"
 cp build/release/{cfgdb_cmd,tarrow_host,tarrow_tests,page,stat_server,*.so} "$copy/build/release"
 chmod -R a+rX "$copy"
-expect "the tests in a folder whose name has a quote and blanks" 0 "$("$copy/tests/run" &> "$copy/log"; echo $?)"
+expect "the tests in a folder whose name has a quote and blanks" 0 "$("$copy/tests/run" build/release wan &> "$copy/log"; echo $?)"
 if [ "$(id -u)" = 0 ]; then
     expect "an ordinary user's device" "<lan /> 0" \
         "$(cd "$copy" && echo '<lan/>' | setpriv --reuid 1234 --regid 1234 --clear-groups \

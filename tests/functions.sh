@@ -52,8 +52,13 @@ state() { # every file that a request may change, with its text, and every setti
     find /tmp /data /mnt/external_sdcard /userfs $mass_storage -not -path '/userfs/cfgdb*' -not -type p | sort |
         while IFS= read -r path; do
             text=/ # a folder
-            [ ! -f "$path" ] || { text=$(tr '\0' '?' < "$path" && echo .) && text=${text%.} && text=" ${text@Q}"; }
-            [ ! -L "$path" ] || text=" -> $(readlink "$path")"
+            if [ -L "$path" ]; then
+                text=" -> $(readlink "$path")"
+            elif [ -f "$path" ]; then
+                text=
+                while IFS= read -r -d '' part; do text+="$part?"; done < "$path" # "?" for a zero byte
+                text+=$part text=" ${text@Q}"
+            fi
             echo "$path$text"
         done
     cfgdb_cmd list 2> /dev/null # there may be no store

@@ -1,6 +1,6 @@
-/* The law of memory: when allocations of a request are refused, a single one or all from one on,
- * the library does not crash, and loses no memory, no descriptor and no element or text of the
- * page. */
+/* The law of memory and descriptors: when allocations of a request are refused, a single one or all
+ * from one on, or when it can open only some descriptors or none, the library does not crash, and
+ * loses no memory, no descriptor and no element or text of the page. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -8,13 +8,16 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "cfgdb.h"
+#include "modules/statistics/stat_api.h"
 #include "requests.h"
 
 static long refused_first; /* 1 is the next allocation; 0: none */
 static int is_lasting, has_refused;
+enum { most_descriptors = 64 };
 
 #ifdef TARROW_ASAN
 #define REAL(name) __interceptor_##name
@@ -62,27 +65,46 @@ char *strdup(const char *text) { /* the sanitizer's own does not call malloc */
 
 int __real_system(const char *line);
 
+static void limit_descriptors(rlim_t count) {
+    struct rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = count;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 /* Without memory the store's engine gives up the descriptor that it keeps. */
 static int descriptors_with_store(void) {
     cfgdb_match__("wan", "", "", "");
     return open_descriptors();
 }
 
-/* Makes a request with the allocation of a number refused; gives what is wrong afterwards, or null.
- */
-static const char *try(const struct request *request, long first) {
+/* Makes a request with the allocation of a number refused, and with descriptors below a limit only;
+ * gives what is wrong afterwards, or null. */
+static const char *try(const struct request *request, long first, int limit) {
     const int is_page = *request->page == '<', descriptors = descriptors_with_store();
     dc_args_t record = begin_request(request, -1, is_page ? "1" : "Cafe#1###USB m#2###WLAN");
     mxml_node_t *list =
         is_page ? record.dc_data.dc_subnode : mxmlNewElement(MXML_NO_PARENT, "list");
+    if (strcmp(request->module, "sms") == 0) { /* whose files a request takes away */
+        __real_system("cd /tmp/telephony/sms; : > .save; : > .send; echo '1#2#3#4' > .list_dev");
+    }
     char *before = mxmlSaveAllocString(list, MXML_NO_CALLBACK);
+    limit_descriptors((rlim_t)limit);
     refused_first = first;
     run_request(request, &record);
+    if (strcmp(request->module, "statistics") == 0) {
+        stat_client_main();
+    }
     if (!is_page) {
+        char *text;
         dl_dlist_to_xmllist(record.dc_data.dc_dlist, list);
         dl_xmllist_to_dlist(list, record.dc_data.dc_dlist);
+        dl_dlist_to_variable(&text, record.dc_data.dc_dlist, '#', ' ');
+        dl_variable_to_dlist_alloc(text, record.dc_data.dc_dlist, 1, '#', ' ');
+        free(text);
     }
     refused_first = 0;
+    limit_descriptors(most_descriptors);
     char *after = mxmlSaveAllocString(list, MXML_NO_CALLBACK);
     const int is_shorter = strlen(after) < strlen(before);
     free(before);
@@ -99,10 +121,16 @@ static const char *try_each(const struct request *request) {
         has_refused = 1;
         for (long first = 1; has_refused; ++first) {
             has_refused = 0;
-            const char *fault = try(request, first);
+            const char *fault = try(request, first, most_descriptors);
             if (fault != NULL) {
                 return fault;
             }
+        }
+    }
+    for (int limit = 0; limit < 12; ++limit) {
+        const char *fault = try(request, 0, limit);
+        if (fault != NULL) {
+            return fault;
         }
     }
     const int is_lost =
@@ -111,16 +139,17 @@ static const char *try_each(const struct request *request) {
 }
 
 int main(void) {
+    freopen("/dev/null", "w", stdout); /* the self-test of the statistics client writes to it */
     set_up_requests();
-    canned_output = "1 02:00:00:00:01:64 no 1";
+    canned_output = "1\n\nMAC Address: 02:00:00:00:01:64\n1 02:00:00:00:01:64 no 1\n";
     __real_system(
-        "echo usb > /tmp/wan_ifc; echo 0 > /tmp/wan_disc; echo 0 > /tmp/telephony/mep_category;"
-        "cd /tmp/telephony/sms; echo 500 > .capacity_sim; : > .save; : > .send; echo '1#2#3#4' > "
-        ".list_dev");
+        "cfgdb_cmd set wan proto cellular; echo ccinet0 > /tmp/wan_ifc; echo 0 > /tmp/wan_disc; "
+        "echo 0 > /tmp/telephony/mep_category;"
+        "echo 500 > /tmp/telephony/sms/.capacity_sim");
     for (size_t number = 0; number < request_count; ++number) {
         const char *fault = try_each(requests + number);
         if (fault != NULL) {
-            printf("%s %s: %s\n", requests[number].module, requests[number].page, fault);
+            fprintf(stderr, "%s %s: %s\n", requests[number].module, requests[number].page, fault);
             return 1;
         }
     }

@@ -58,6 +58,7 @@ static void refusals(void) {
     GIVES(-1, write_io_data(1, 1, NULL));
     GIVES(-1, read_io_meta_data(0, NULL));
     GIVES(-1, read_io_data(0, 1, NULL));
+    GIVES(0, (int)get_data_size(IO_INPUT, OP_END));
     GIVES(-1, statistics_get_mbss(NULL, NULL));
     GIVES(-1, is_ipv4(NULL));
     GIVES(-1, get_gateway_address(NULL, NULL));
@@ -67,9 +68,12 @@ static void refusals(void) {
     GIVES(-1, vexorel_product_get_wan_link_status(NULL));
     GIVES(-1, generate_sw_version(NULL));
     GIVES(-1, find_channel(NULL));
+    GIVES(-1, wlan_get(0, NULL));
+    GIVES(-1, get_device_date(0, NULL));
 }
 
 static void other_results(void) {
+    GIVES(0, get_device_date(0, &(dc_args_t){TARROW_CB_ARGS_DLIST, {NULL}, NULL}));
     GIVES(0, cfgdb_match__(NULL, NULL, NULL, NULL));
     GIVES(0, dl_get_meta_fields(NULL, NULL, '#'));
     GIVES(0, dl_count_meta_fields(NULL, '#'));
@@ -122,13 +126,26 @@ static void operations_without_result(void) {
     pin_puk_info_get(NULL);
     mep_get_attempts(NULL);
     free_data(NULL);
+    run_command(NULL);
     get_start_end_date(NULL, NULL);
     ether_etoa(NULL, NULL);
     get_mac_from_ip(NULL);
 }
 
+static void records_without_content(void) {
+    for (size_t i = 0; i < request_count; ++i) {
+        dc_args_t page = {TARROW_CB_ARGS_XML, {NULL}, NULL};
+        dc_args_t table = {TARROW_CB_ARGS_DLIST, {NULL}, NULL};
+        run_request(requests + i, &page);
+        run_request(requests + i, &table);
+    }
+}
+
 int main(void) {
+    char *text = NULL;
     set_up_requests();
+    dl_dlist_to_variable(&text, NULL, '#', ' ');
+    records_without_content();
     refusals();
     other_results();
     operations_without_result();

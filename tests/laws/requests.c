@@ -11,6 +11,7 @@ const struct request requests[] = {
     {"wan", "<w><ip4/><ip6/><gateway/><dns1/><dns2/><wan_link_status/><pc_mac/></w>"},
     {"wan", "<w><cellular><conn_days/><spn/><isp/><act/><rssi/><msisdn/></cellular></w>"},
     {"wlan_cli_scan", "ssid#channel"},
+    {"wlan_settings", "<w><channel/></w>"},
     {"wlan_security", "<w><wlan0><ext_registrar/><ap_pin/></wlan0></w>"},
     {"wlan_wps_client", "<w><wps_result/></w>"},
     {"pin_puk", "<p><pin_attempts/><pin_enabled/><cmd_status/><mep_attempts/></p>"},
@@ -33,6 +34,7 @@ const struct request requests[] = {
     {"diagnostic", "<d><command>?</command><arg>?</arg></d>"},
     {"diagnostic", "<d><command>arping</command><arg>?</arg></d>"},
     {"diagnostic", "<d><output/></d>"},
+    {"dynamic_dns", "<d><name>?</name></d>"},
     {"upgrade_status", "<u><progress/></u>"},
     {"http_share", "<h><http_share_action>2</http_share_action><mode_set>?</mode_set></h>"},
     {"http_share", "<h><http_share_action>3</http_share_action><path_SD_CARD>?</path_SD_CARD></h>"},
@@ -62,6 +64,7 @@ dc_args_t begin_request(const struct request *request, int place, const char *te
     const int is_all = place < 0;
     dc_args_t record = {TARROW_CB_ARGS_DLIST, {.dc_dlist = &table}, NULL};
     if (*request->page != '<') {
+        dl_dlist_init(&table);
         dl_variable_to_dlist_alloc(text, &table, dl_get_meta_fields(request->page, &table, '#'),
                                    '#', ' ');
         return record;
@@ -95,6 +98,7 @@ void run_request(const struct request *request, dc_args_t *record) {
 void end_request(dc_args_t *record) {
     mxmlDelete(record->dc_type == TARROW_CB_ARGS_XML ? record->dc_data.dc_subnode : NULL);
     dl_free_dlist(&table);
+    free(record->dc_opaque); /* post-set frees it unless it finds no memory */
 }
 
 void report(const char *event) {

@@ -185,13 +185,9 @@ struct operation {
                std::strlen(first) + std::strlen(second) <= max_codes_length;
     }
 };
-template <std::size_t Size>
-constexpr std::size_t length_of(const char (&)[Size]) {
-    return Size - 1;
-}
-constexpr std::size_t room_in_lock = command_size - sizeof(lock_command) - length_of("1,");
+constexpr std::size_t room_in_lock = command_size - sizeof(lock_command) - (sizeof("1,") - 1);
 constexpr std::size_t room_in_change = // a code that fits here fits the lock lines of a change too
-    command_size - sizeof(change_command) - length_of(",") - length_of(ok_filter);
+    command_size - sizeof(change_command) - (sizeof(",") - 1) - (sizeof(ok_filter) - 1);
 /// In the order of their codes.
 constexpr std::array<operation, PROVIDE_CK> operations = {{
     {"pin", nullptr, room_in_lock, switch_lock_on},
