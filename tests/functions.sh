@@ -49,13 +49,11 @@ server() { # ANSWER...: a statistics server, which answers each request with num
 }
 
 state() { # every file that a request may change, with its text, and every setting
-    find /tmp /data /mnt/external_sdcard /userfs $mass_storage -not -path '/userfs/cfgdb*' -not -type p | sort |
+    find /tmp /data /mnt/external_sdcard /userfs $mass_storage -not -path '/userfs/cfgdb*' \
+        \( -type d -printf '%p/\n' -o -type l -printf '%p -> %l\n' -o -type f -print \) | sort |
         while IFS= read -r path; do
-            text=/ # a folder
-            if [ -L "$path" ]; then
-                text=" -> $(readlink "$path")"
-            elif [ -f "$path" ]; then
-                text=
+            text=
+            if [ -f "$path" ]; then
                 while IFS= read -r -d '' part; do text+="$part?"; done < "$path" # "?" for a zero byte
                 text+=$part text=" ${text@Q}"
             fi

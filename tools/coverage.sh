@@ -14,8 +14,7 @@ log=build/coverage.tests.log
 together device/boot --build build/coverage sh -c '
     export LLVM_PROFILE_FILE=/run/counts/%m%c BUILD=/project/build/coverage EMULATOR= WITHOUT=
     mkdir /run/counts
-    tests/run --inside "" $BUILD/tarrow_tests tests/pages/*.t 1>&2 || exit
-    for law in memory null hostile; do $BUILD/law_$law 1>&2 || exit; done
+    tests/run --inside "" $BUILD/tarrow_tests tests/pages/*.t $BUILD/law_memory $BUILD/law_null $BUILD/law_hostile 1>&2 || exit
     llvm-profdata merge -o - /run/counts/*
 ' < /dev/null > build/coverage.profdata 2> $log || { cat $log; exit 1; }
 llvm-cov export -format=lcov build/coverage/tarrow_tests $(printf ' -object build/coverage/%s' page law_{memory,null,hostile}) \
