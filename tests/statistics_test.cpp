@@ -65,6 +65,7 @@ TEST_F(statistics_test, a_lock_that_stays_is_given_up_after_ten_tries) {
     write_file("/tmp/.sflck", "held");
     EXPECT_EQ(ask(speed), "client " + std::to_string(getpid()) + " get lock fail!\n");
     EXPECT_EQ(events, strings(10, "wait 500 ms"));
+    EXPECT_EQ(enter_lock(), -1);
     EXPECT_EQ(output_of("cat /tmp/.sflck"), "held");
 }
 
@@ -95,9 +96,6 @@ TEST_F(statistics_test, a_reader_that_goes_raises_no_signal) {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     EXPECT_EQ(write_io_data(writer.get(), 3, "abc"), -1);
     EXPECT_EQ(sigtimedwait(&signals, nullptr, &at_once), -1) << "none waits";
-    raise(SIGPIPE);
-    EXPECT_EQ(write_io_data(writer.get(), 3, "abc"), -1);
-    EXPECT_EQ(sigtimedwait(&signals, nullptr, &at_once), SIGPIPE) << "the one from before";
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
 }
 

@@ -138,9 +138,8 @@ try:
 
     in_device("seq -f 'line %.0f' 3000 | busybox logger; sleep 0.2")
     browse('named("log").open = true; await until(() => find("#log pre").textContent.endsWith(" 3000\\n"))')
-    kept = browse('return find("#log pre").textContent').splitlines()
-    expect("lines kept of a burst in the log", 1000, len(kept))
-    expect("the first of them", "2001", kept[0].split()[-1])
+    first = browse('return find("#log pre").textContent').split("\n", 1)[0]
+    expect("the first line kept of a burst in the log", "2001", first.split()[-1])
     expect("what the browser complains of", [], drive("/se/log", type="browser"))
     in_device(r'cfgdb_cmd set wlan_settings ssid "$(printf "a\001b")"')
     browse('await show("wlan_settings"); await press("read", "answered in")')

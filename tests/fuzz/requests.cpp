@@ -6,40 +6,17 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string>
-#include <unistd.h>
+#include <vector>
 
 #include "../laws/requests.h"
 
 namespace {
 
-constexpr const char *files[] = {"/tmp/wan_ifc",
-                                 "/tmp/wan_conn_status",
-                                 "/tmp/wan_disc",
-                                 "/tmp/cust_resolv.conf",
-                                 "/tmp/local/ip",
-                                 "/tmp/data_start_time",
-                                 "/tmp/spn",
-                                 "/tmp/cellular_isp",
-                                 "/tmp/cellular_basic_act",
-                                 "/tmp/telephony/.tmpinfo",
-                                 "/tmp/telephony/mep_category",
-                                 "/tmp/telephony/pin_attempts",
-                                 "/tmp/telephony/sms/.list_dev",
-                                 "/tmp/telephony/sms/.capacity_sim",
-                                 "/tmp/telephony/sms/.save",
-                                 "/tmp/wsc/wdev0ap0/wsc_ap_pin.txt",
-                                 "/tmp/wifi_status.txt",
-                                 "/tmp/wps/wps_result",
-                                 "/tmp/diag",
-                                 "/tmp/wrote_bytes.txt",
-                                 "/tmp/tcard_block",
-                                 "/run/instead/etc/resolv.conf",
-                                 "/run/instead/proc/net/arp",
-                                 "/run/instead/proc/net/route",
-                                 "/run/instead/proc/uptime",
-                                 "/run/instead/var/lib/udhcpd.leases",
-                                 "/run/instead/sys/class/net/usb/statistics/rx_packets"};
+/// The files of FILES, which the campaign names.
+std::vector<std::string> files;
 
 /// The bytes up to the next 0xff, which end a text; those are taken away.
 std::string take_text(std::string &bytes) {
@@ -51,6 +28,8 @@ std::string take_text(std::string &bytes) {
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+    std::istringstream names(std::getenv("FILES"));
+    files.assign(std::istream_iterator<std::string>(names), {});
     set_up_requests();
     return 0;
 }
@@ -60,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return -1;
     }
     std::string bytes(data + 2, data + size);
-    const std::filesystem::path file = files[data[1] % std::size(files)];
+    const std::filesystem::path file = "/run/instead" + files[data[1] % files.size()];
     const std::string text = take_text(bytes), content = take_text(bytes),
                       output = take_text(bytes);
     std::filesystem::create_directories(file.parent_path());

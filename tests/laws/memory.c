@@ -1,15 +1,13 @@
 /* The law of memory and descriptors: when allocations of a request are refused, a single one or all
  * from one on, or when it can open only some descriptors or none, the library does not crash, and
- * loses no memory, no descriptor and no element or text of the page. */
+ * loses no memory and no descriptor. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include "cfgdb.h"
 #include "modules/statistics/stat_api.h"
@@ -17,7 +15,6 @@
 
 static long refused_first; /* 1 is the next allocation; 0: none */
 static int is_lasting, has_refused;
-enum { most_descriptors = 64 };
 
 #ifdef TARROW_ASAN
 #define REAL(name) __interceptor_##name
@@ -65,10 +62,8 @@ char *strdup(const char *text) { /* the sanitizer's own does not call malloc */
 
 int __real_system(const char *line);
 
-static void limit_descriptors(rlim_t count) {
-    struct rlimit limit;
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = count;
+static void limit_descriptors(int end) {
+    const struct rlimit limit = {(rlim_t)end, 1024};
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
@@ -79,8 +74,8 @@ static int descriptors_with_store(void) {
 }
 
 /* Makes a request with the allocation of a number refused, and with descriptors below a limit only;
- * gives what is wrong afterwards, or null. */
-static const char *try(const struct request *request, long first, int limit) {
+ * gives how many descriptors more than before it leaves. */
+static int try(const struct request *request, long first, int limit) {
     const int is_page = *request->page == '<', descriptors = descriptors_with_store();
     dc_args_t record = begin_request(request, -1, is_page ? "1" : "Cafe#1###USB m#2###WLAN");
     mxml_node_t *list =
@@ -88,8 +83,7 @@ static const char *try(const struct request *request, long first, int limit) {
     if (strcmp(request->module, "sms") == 0) { /* whose files a request takes away */
         __real_system("cd /tmp/telephony/sms; : > .save; : > .send; echo '1#2#3#4' > .list_dev");
     }
-    char *before = mxmlSaveAllocString(list, MXML_NO_CALLBACK);
-    limit_descriptors((rlim_t)limit);
+    limit_descriptors(limit);
     refused_first = first;
     run_request(request, &record);
     if (strcmp(request->module, "statistics") == 0) {
@@ -104,34 +98,27 @@ static const char *try(const struct request *request, long first, int limit) {
         free(text);
     }
     refused_first = 0;
-    limit_descriptors(most_descriptors);
-    char *after = mxmlSaveAllocString(list, MXML_NO_CALLBACK);
-    const int is_shorter = strlen(after) < strlen(before);
-    free(before);
-    free(after);
+    limit_descriptors(1024);
     mxmlDelete(is_page ? NULL : list);
     end_request(&record);
-    return descriptors_with_store() != descriptors ? "a descriptor is left"
-           : is_shorter                            ? "the page lacks something"
-                                                   : NULL;
+    return descriptors_with_store() - descriptors;
 }
 
+/* Gives what is wrong with a request, or null. */
 static const char *try_each(const struct request *request) {
+    int left = 0;
     for (is_lasting = 0; is_lasting < 2; ++is_lasting) {
         has_refused = 1;
         for (long first = 1; has_refused; ++first) {
             has_refused = 0;
-            const char *fault = try(request, first, most_descriptors);
-            if (fault != NULL) {
-                return fault;
-            }
+            left |= try(request, first, 1024);
         }
     }
     for (int limit = 0; limit < 12; ++limit) {
-        const char *fault = try(request, 0, limit);
-        if (fault != NULL) {
-            return fault;
-        }
+        left |= try(request, 0, limit);
+    }
+    if (left != 0) {
+        return "a descriptor is left, or closed";
     }
     const int is_lost =
         __lsan_do_recoverable_leak_check != NULL && __lsan_do_recoverable_leak_check() != 0;

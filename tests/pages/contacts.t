@@ -1,18 +1,5 @@
 The contacts page: one entry of the SIM's phone book is written or deleted.
 
-# A contact is written and deleted
-
-  $ fresh
-  $ /sim/sim_card new
-  $ post contacts '<contacts><deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>"+4912345"</number><type>145</type><text>"Zoë O'\''Hara; home"</text></Item></sim_contacts_list></contacts>'
-  + /usr/app/at_chat -c 'AT+CPBW=3,"+4912345",145,"Zo\xc3\xab O'\\''Hara; home"' > /dev/null (esc)
-  + sync
-  $ /sim/sim_card get phone_book
-  3,"+4912345",145,"Zo\xc3\xab O'Hara; home" (esc)
-  $ post contacts '<contacts><deleted>1</deleted><sim_contacts_list><Item><record>3</record></Item></sim_contacts_list></contacts>'
-  + /usr/app/at_chat -c AT+CPBW=3 > /dev/null
-  + sync
-
 # An entry to delete has at most 59 characters, a contact 56
 
 The quotes that the shell needs do not count. Of two contacts the first is written.

@@ -34,14 +34,14 @@ A number may have any length. Numbers are missing here, and the answer about the
 
   $ fresh
   $ file /tmp/cellular_sim_status 0
-  $ when /usr/app/at_chat 'echo "*PINCNT:(0000000003,"; echo "+CLCK 1"'
+  $ when /usr/app/at_chat 'echo "*PINCNT:(0000000015,2"; echo "+CLCK 1"'
   $ get pin_puk '<pin_puk><x><pin_attempts/></x><puk_attempts/><pin_enabled/></pin_puk>'
   + /usr/app/at_chat -c AT*PINCNT | /xbin/grep PINCNT > /tmp/telephony/.tmpinfo
-  <15>tarrow: Get the format data of PINCNT:3,-1,-1,-1\n
+  <15>tarrow: Get the format data of PINCNT:15,2,-1,-1\n
   + /usr/app/at_chat -c AT+CLCK="SC",2 | /xbin/grep CLCK > /tmp/telephony/.tmpinfo
-  <pin_puk><x><pin_attempts>3</pin_attempts></x><puk_attempts>-1</puk_attempts><pin_enabled>-1</pin_enabled></pin_puk>
+  <pin_puk><x><pin_attempts>15</pin_attempts></x><puk_attempts>-1</puk_attempts><pin_enabled>-1</pin_enabled></pin_puk>
   now /tmp/telephony/
-  now /tmp/telephony/pin_attempts '3'
+  now /tmp/telephony/pin_attempts '15'
 
 # The PIN is changed, and its lock switched off and on
 

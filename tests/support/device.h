@@ -74,9 +74,5 @@ protected:
     }
 
 private:
-    static std::ptrdiff_t open_descriptors() {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    }
-
-    std::ptrdiff_t descriptors_ = 0;
+    int descriptors_ = 0;
 };
