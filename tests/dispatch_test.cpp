@@ -146,6 +146,8 @@ TEST_F(dispatch_test, operations_of_the_pin_give_0_once_their_commands_have_run)
     EXPECT_EQ(reset_pin_using_puk("1", "2"), 0);
     EXPECT_EQ(provide_pin("1"), 0);
     EXPECT_EQ(mep_provide_ck("1"), -1) << "no control key is waited for";
+    write_file("/tmp/telephony/pin_status", "5");
+    EXPECT_EQ(mep_provide_ck("1"), -1) << "for no lock that is known";
 }
 
 TEST_F(dispatch_test, of_a_serial_trace_255_characters_are_written) {

@@ -1,4 +1,4 @@
-// The host tables: how much they hold, odd sources, lookups.
+// The host tables: how much they hold, and how names are encoded.
 
 #include "support/device.h"
 
@@ -46,16 +46,6 @@ TEST_F(hosts_test, a_table_holds_72_hosts) {
     canned_output = clients.c_str();
     EXPECT_EQ(get_wireless_clients(&stations), 0);
     EXPECT_EQ(stations.num_of_entries, 72);
-}
-
-TEST_F(hosts_test, without_a_source_a_table_stays_as_it_was) {
-    bridge.num_of_entries = arp.num_of_entries = -1;
-    setenv("POPEN_FAILS", "1", 1);
-    EXPECT_EQ(bridge_fwd_get(&bridge), 0);
-    EXPECT_EQ(bridge.num_of_entries, -1);
-    limit_descriptors(0);
-    EXPECT_EQ(arp_get(&arp), 0);
-    EXPECT_EQ(arp.num_of_entries, -1);
 }
 
 TEST_F(hosts_test, names_are_form_encoded) {

@@ -18,7 +18,7 @@ static int is_lasting, has_refused;
 
 #ifdef TARROW_ASAN
 #define REAL(name) __interceptor_##name
-#else /* a build that counts the lines that run */
+#else
 #define REAL(name) __libc_##name
 #endif
 void *REAL(malloc)(size_t size);

@@ -85,7 +85,10 @@ static void other_results(void) {
     GIVES(0, wan_info_gather(NULL));
     GIVES(0, tarrow_call_module_pre_get_handler(NULL, TARROW_ACTION_GET, NULL));
     GIVES(0, __tarrow_log_write(0, NULL, NULL));
-    GIVES(1, statistics_get(NULL, NULL));
+    GIVES(0, lan_stat_get(NULL, NULL));
+    GIVES(0, wlan_stat_get(NULL, NULL));
+    GIVES(1, statistics_get(NULL, &(statistics_t){{0}}));
+    GIVES(1, statistics_get("usb", NULL));
     GIVES(1, stat_xml_get(NULL, NULL, NULL));
     GIVES(1, wan_xml_get(NULL));
     GIVES(1, wlan_xml_get(NULL));
@@ -127,7 +130,7 @@ static void operations_without_result(void) {
     free_data(NULL);
     run_command(NULL);
     get_start_end_date(NULL, NULL);
-    ether_etoa(NULL, NULL);
+    ether_etoa(NULL, (char[18]){""});
     get_mac_from_ip(NULL);
 }
 
