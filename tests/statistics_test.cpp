@@ -121,6 +121,7 @@ TEST_F(statistics_test, an_access_point_counts_unless_19_characters_of_its_state
         write_file(interfaces + "wifiap7/operstate", state);
         EXPECT_EQ(statistics_get_mbss("wifi", &record), 0);
         EXPECT_EQ(record.tx.sent, packets) << state;
+        EXPECT_EQ(record.errors, packets == 0 ? 0U : 16U) << state;
     }
 }
 

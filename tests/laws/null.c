@@ -1,5 +1,6 @@
 /* The law of null arguments: no operation crashes. One that gives a number gives -1, but for those
- * that say otherwise in their headers. */
+ * that say otherwise in their headers. Beside them, the results of some operations that no page
+ * shows. */
 #include <stdio.h>
 
 #include "cfgdb.h"
@@ -31,7 +32,8 @@ static void refusals(void) {
     GIVES(0, __tarrow_call_module_pre_set_handler(NULL, TARROW_ACTION_SET, NULL));
     GIVES(-1, __tarrow_log_print(0, NULL, NULL));
     GIVES(-1, contacts_xml_set(NULL));
-    GIVES(-1, get_date(NULL, 4096));
+    GIVES(-1, get_date(NULL, 128));
+    GIVES(-1, get_date((char[128]){""}, 127));
     GIVES(-1, bridge_fwd_get(NULL));
     GIVES(-1, arp_get(NULL));
     GIVES(-1, dhcp_sys_info_get(NULL));
@@ -80,11 +82,14 @@ static void other_results(void) {
     GIVES(0, is_connected_in_bridge(NULL, NULL));
     GIVES(0, is_connected_in_wlan(NULL, NULL));
     GIVES(0, ether_atoe(NULL, NULL));
-    GIVES(0, get_ipv6_address(NULL, NULL));
+    GIVES(0, get_ipv6_address(NULL, (char[128]){""}));
     GIVES(0, file_to_buf(NULL, NULL, 0));
     GIVES(0, wan_info_gather(NULL));
     GIVES(0, tarrow_call_module_pre_get_handler(NULL, TARROW_ACTION_GET, NULL));
     GIVES(0, __tarrow_log_write(0, NULL, NULL));
+    GIVES(0, get_date((char[128]){""}, 128));
+    GIVES(0, find_channel((char[20]){"1"}));
+    GIVES(0, wan_stat_get(NULL, NULL));
     GIVES(0, lan_stat_get(NULL, NULL));
     GIVES(0, wlan_stat_get(NULL, NULL));
     GIVES(1, statistics_get(NULL, &(statistics_t){{0}}));
