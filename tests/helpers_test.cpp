@@ -24,7 +24,7 @@ TEST_F(helpers_test, any_text_reaches_a_command_as_one_word) {
 }
 
 TEST_F(helpers_test, a_cut_line_is_well_formed) {
-    const std::string text = "a'b';'c' 'd"; // 28 characters in quotes
+    const std::string text = "a'b';'c' d'"; // 28 characters in quotes
     for (std::size_t size = 1; size <= 30; ++size) {
         SCOPED_TRACE(size);
         std::string buffer(64, '!');
