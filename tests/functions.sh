@@ -53,10 +53,7 @@ state() { # every file that a request may change, with its text, and every setti
         \( -type d -printf '%p/\n' -o -type l -printf '%p -> %l\n' -o -type f -print \) | sort |
         while IFS= read -r path; do
             text=
-            if [ -f "$path" ]; then
-                while IFS= read -r -d '' part; do text+="$part?"; done < "$path" # "?" for a zero byte
-                text+=$part text=" ${text@Q}"
-            fi
+            [ ! -f "$path" ] || { IFS= read -r -d '' text < "$path" && text+=?; text=" ${text@Q}"; } # ? for a zero byte
             echo "$path$text"
         done
     cfgdb_cmd list 2> /dev/null # there may be no store

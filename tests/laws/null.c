@@ -70,6 +70,7 @@ static void refusals(void) {
 }
 
 static void other_results(void) {
+    mxml_node_t *page = mxmlLoadString(NULL, "<s><LanStatistics/></s>", MXML_OPAQUE_CALLBACK);
     GIVES(0, (int)get_data_size(IO_INPUT, OP_END));
     GIVES(0, get_device_date(0, &(dc_args_t){TARROW_CB_ARGS_DLIST, {NULL}, NULL}));
     GIVES(0, cfgdb_match__(NULL, NULL, NULL, NULL));
@@ -92,9 +93,12 @@ static void other_results(void) {
     GIVES(0, lan_stat_get(NULL, NULL));
     GIVES(0, wlan_stat_get(NULL, NULL));
     GIVES(1, statistics_get(NULL, &(statistics_t){{0}}));
-    GIVES(1, stat_xml_get(NULL, NULL, NULL));
+    GIVES(1, stat_xml_get(page, NULL, "LanStatistics"));
+    GIVES(1, stat_xml_get(page, &(statistics_t){{0}}, "LanStatistics"));
+    GIVES(1, stat_xml_get(page, NULL, NULL));
     GIVES(1, wan_xml_get(NULL));
     GIVES(1, wlan_xml_get(NULL));
+    mxmlDelete(page);
 }
 
 static void operations_without_result(void) {

@@ -24,7 +24,7 @@ One character more is refused.
 
 # A contact that lacks something, or is more than a contact, is refused
 
-The list is missing, a contact lacks its "deleted", its record or its text.
+The list is missing, a contact lacks its "deleted", its record, its type or its text.
 
   $ fresh
   $ post contacts '<contacts><deleted>1</deleted><record>3</record></contacts>'
@@ -34,6 +34,9 @@ The list is missing, a contact lacks its "deleted", its record or its text.
   + sync
   post-set: -1
   $ post contacts '<contacts><deleted>1</deleted><sim_contacts_list><Item/><record>3</record></sim_contacts_list></contacts>'
+  + sync
+  post-set: -1
+  $ post contacts '<contacts><deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>1</number><text>"x"</text></Item></sim_contacts_list></contacts>'
   + sync
   post-set: -1
   $ post contacts '<contacts><deleted>0</deleted><sim_contacts_list><Item><record>3</record><number>1</number><type>1</type></Item></sim_contacts_list></contacts>'
@@ -46,6 +49,9 @@ A value would end the modem's command, or begin another one.
   + sync
   post-set: -1
   $ post contacts '<contacts><deleted>1</deleted><sim_contacts_list><Item><record>1&#10;</record></Item></sim_contacts_list></contacts>'
+  + sync
+  post-set: -1
+  $ post contacts '<contacts><deleted>1</deleted><sim_contacts_list><Item><record>1&#127;</record></Item></sim_contacts_list></contacts>'
   + sync
   post-set: -1
   $ post contacts '<contacts><deleted>1</deleted><sim_contacts_list><Item><record>"1"2"</record></Item></sim_contacts_list></contacts>'
