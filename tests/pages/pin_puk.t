@@ -241,6 +241,8 @@ Without a store no code reaches the SIM.
   post-set: -1
   $ post pin_puk '<pin_puk><command>7</command><pin>1</pin></pin_puk>'
   post-set: -1
+  $ post pin_puk '<pin_puk><command>abc</command><pin>1</pin></pin_puk>'
+  post-set: -1
   $ post pin_puk '<pin_puk><command>1</command></pin_puk>'
   post-set: -1
   $ post pin_puk '<pin_puk><command>1</command><pin>1 2</pin></pin_puk>'
