@@ -16,10 +16,9 @@ mkdir -p build/fuzz/{corpus,found}
 { grep -rhoE '"[A-Za-z_/.*+][A-Za-z0-9_/.*+:(-]+"' src --include='*.cpp' | sort -u
     printf '"%s"\n' "'" ';' '$(x)' '`' '|' '\x0a' '-' '#'; } > build/fuzz/words.txt
 # The files that the library reads: those that it names, and some that it composes.
-FILES="$(grep -rhoE '"/(tmp|proc|var)/[a-z0-9_/.]*[a-z0-9]"' src --include='*.cpp' | grep -v fifo | tr -d '"') /etc/resolv.conf
-    /tmp/telephony/.tmpinfo /tmp/telephony/mep_category /tmp/telephony/sms/.list_dev /tmp/telephony/sms/.capacity_sim
-    /tmp/telephony/sms/.save /sys/class/net/usb/statistics/rx_packets"
-export FILES
+{ grep -rhoE '"/(tmp|proc|var)/[a-z0-9_/.]*[a-z0-9]"' src --include='*.cpp' | grep -v fifo | tr -d '"'
+    printf '%s\n' /etc/resolv.conf /sys/class/net/usb/statistics/rx_packets /tmp/telephony/{.tmpinfo,mep_category} \
+        /tmp/telephony/sms/{.list_dev,.capacity_sim,.save}; } > build/fuzz/files.txt
 
 campaign() {
     local log=build/fuzz/log options=(-timeout=20 -rss_limit_mb=2048 -print_funcs=0 -dict=build/fuzz/words.txt
