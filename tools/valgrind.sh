@@ -12,7 +12,9 @@ need_build_tools valgrind python3-cram
 build debug
 leaks=definite,indirect,possible
 log=build/valgrind.log
-together device/boot --build build/debug env BUILD=/project/build/debug WITHOUT= EMULATOR="valgrind --quiet --vgdb=no
+# Valgrind does not pass on a limit of descriptors, so the cases that set one are left out.
+limited=$(awk '/^TEST_F/ { gsub(/TEST_F\(|,|\).*/, ""); name = $1 "." $2 } /limit_descriptors\(/ { print name }' tests/*_test.cpp | sort -u | paste -sd :)
+together device/boot --build build/debug env GTEST_FILTER="-$limited" BUILD=/project/build/debug WITHOUT= EMULATOR="valgrind --quiet --vgdb=no
     --log-file=/run/valgrind.%p --error-exitcode=99 --leak-check=full --show-leak-kinds=$leaks
     --errors-for-leak-kinds=$leaks --suppressions=/project/tools/valgrind.supp --num-callers=25 --soname-synonyms=somalloc=NONE" \
     sh -c 'tests/run --inside "" $BUILD/tarrow_tests tests/pages/*.t >&2; status=$?; cat /run/valgrind.*; exit $status' \
