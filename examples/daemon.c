@@ -106,6 +106,7 @@ static int set_page(const char *module, dc_args_t *page, dlist_node_t *table) {
      * it has no memory. */
     tarrow_call_module_post_set_handler(module, TARROW_ACTION_SET, page);
     free(page->dc_opaque);
+    page->dc_opaque = NULL;
     if (path != NULL) {
         unlink(path);
     }

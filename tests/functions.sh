@@ -53,7 +53,7 @@ state() { # every file that a request may change, with its text, and every setti
         \( -type d -printf '%p/\n' -o -type l -printf '%p -> %l\n' -o -type f -print \) | sort |
         while IFS= read -r path; do
             text=
-            [ ! -f "$path" ] || { IFS= read -r -d '' text < "$path" && text+=?; text=" ${text@Q}"; } # ? for a zero byte
+            [ ! -f "$path" ] || { IFS= read -r -d '' text < "$path" && text+=?; text=" ${text@Q}"; } # ? for a zero byte, which ends it
             echo "$path$text"
         done
     cfgdb_cmd list 2> /dev/null # there may be no store

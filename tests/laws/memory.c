@@ -31,8 +31,8 @@ static int is_called_by(const void *caller, const char *library) {
     return dladdr(caller, &code) != 0 && strstr(code.dli_fname, library) != NULL;
 }
 
-/* Counts a block that is asked for, or refuses it. Spared is what libmxml allocates behind the room
- * for an element's first attribute, which it loses without the attribute's name. */
+/* Counts a block that is asked for, or refuses it. It spares what libmxml allocates after the room
+ * for an element's first attribute: libmxml loses that room when it gets none for the name. */
 static int is_refused(const void *caller, size_t size) {
     static int is_behind_attribute;
     if (is_called_by(caller, "/libsqlite3.")) {
@@ -120,8 +120,8 @@ static int try(const struct request *request, long first, int limit) {
     return descriptors_with_store() != descriptors;
 }
 
-/* Gives whether a request loses something. The C library keeps blocks, for the time zone say: the
- * same ones after the first request and the last. */
+/* Gives whether a request loses something. The C library keeps a block for the time zone, which
+ * is there after the first request and after the last. */
 static int loses(const struct request *request) {
     int count = try(request, 0, 1024);
     const long blocks_before = blocks;

@@ -105,6 +105,8 @@ static void operations_without_result(void) {
     dl_dlist_init(NULL);
     dl_alloc_get_token(NULL, '#');
     dl_variable_to_dlist_alloc(NULL, NULL, 1, '#', ' ');
+    char *text = NULL;
+    dl_dlist_to_variable(&text, NULL, '#', ' ');
     dl_dlist_to_variable(NULL, NULL, '#', ' ');
     dl_dlist_to_xmllist(NULL, NULL);
     dl_dlist_xml_additem(NULL, 0);
@@ -142,9 +144,7 @@ static void operations_without_result(void) {
 }
 
 int main(void) {
-    char *text = NULL;
     set_up_requests();
-    dl_dlist_to_variable(&text, NULL, '#', ' ');
     refusals();
     other_results();
     operations_without_result();
