@@ -58,12 +58,11 @@ static int is_lawful(const struct request *request, int place, const char *text,
     const char state[] =
         "find /tmp /data/panelui /mnt /userfs -printf '%p %l\\n' -type f -exec cksum {} + | md5sum";
     replace(harmless_calls, text, expected);
-    if (strcmp(post(request, place, text), expected) == 0) {
-        return 1;
-    }
-    post(request, place, HARMLESS); /* or the text would be stored already */
     read_output(state, before, sizeof before);
     const char *calls = post(request, place, text);
+    if (strcmp(calls, expected) == 0) {
+        return 1;
+    }
     read_output(state, after, sizeof after);
     if (*calls == '\0' && strcmp(before, after) == 0) {
         return 1;
